@@ -1,0 +1,34 @@
+#pragma once
+// The one owner of a file descriptor.
+
+#include <unistd.h>
+
+#include <utility>
+
+namespace base {
+
+/// Closes what it holds when destroyed. −1 means nothing is held. Creators pass close-on-exec descriptors.
+class FileDescriptor {
+public:
+    FileDescriptor() = default;
+    explicit FileDescriptor(int descriptor) : descriptor_(descriptor) {}
+    FileDescriptor(FileDescriptor&& other) noexcept : descriptor_(other.release()) {}
+    FileDescriptor& operator=(FileDescriptor&& other) noexcept {
+        if (this != &other) reset(other.release());
+        return *this;
+    }
+    ~FileDescriptor() { reset(); }
+
+    int get() const { return descriptor_; }
+    explicit operator bool() const { return descriptor_ >= 0; }
+    int release() { return std::exchange(descriptor_, -1); }
+    void reset(int descriptor = -1) {
+        if (descriptor_ >= 0) ::close(descriptor_);
+        descriptor_ = descriptor;
+    }
+
+private:
+    int descriptor_ = -1;
+};
+
+}  // namespace base

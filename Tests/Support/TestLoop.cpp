@@ -1,0 +1,49 @@
+#include "Support/TestLoop.hpp"
+
+#include <algorithm>
+
+#include "Base/Require.hpp"
+
+void TestLoop::runTurns() {
+    constexpr int farTooMany = 1'000'000;
+    for (int turns = 0; loop_.turn(); ++turns)
+        KESTRELYNE_REQUIRE(turns < farTooMany, "the loop never comes to rest: something waits zero seconds again and again");
+}
+
+void TestLoop::advance(base::Seconds time) {
+    const auto end = fakeClock_.steadyNow() + base::nanoseconds(time);
+    runTurns();
+    for (auto next = loop_.nextTimer(); next && *next <= end; next = loop_.nextTimer()) {
+        fakeClock_.advance(*next - fakeClock_.steadyNow());
+        runTurns();
+    }
+    fakeClock_.advance(end - fakeClock_.steadyNow());
+    runTurns();
+}
+
+bool TestLoop::runUntil(const std::function<bool()>& predicate, base::Seconds realLimit) {
+    const auto& real = base::SystemClock::shared();
+    const auto end = real.steadyNow() + base::nanoseconds(realLimit);
+    const bool timersInRealTime = &loop_.clock() != &fakeClock_;
+    for (;;) {
+        while (!predicate()) {
+            if (real.steadyNow() >= end) return false;
+            if (!loop_.turn()) break;
+        }
+        if (predicate()) return true;
+        auto wakeTime = end;
+        if (const auto next = loop_.nextTimer(); next && timersInRealTime) wakeTime = std::min(wakeTime, *next);
+        base::Lock lock(mutex_);
+        while (!woken_)
+            if (condition_.wait_until(mutex_, wakeTime) == std::cv_status::timeout) break;
+        woken_ = false;
+    }
+}
+
+void TestLoop::wake() {
+    {
+        base::Lock lock(mutex_);
+        woken_ = true;
+    }
+    condition_.notify_one();
+}

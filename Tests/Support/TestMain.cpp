@@ -1,0 +1,16 @@
+// The main function of every test program.
+
+#include <gtest/gtest.h>
+#include <signal.h>
+
+#include "Base/Reaper.hpp"
+
+int main(int count, char** words) {
+    // As the program itself does: a peer that closes is an error of write(), not the end.
+    signal(SIGPIPE, SIG_IGN);
+    testing::InitGoogleTest(&count, words);
+    const int result = RUN_ALL_TESTS();
+    // The sanitizers look at a process whose threads have ended.
+    base::Reaper::shared().join();
+    return result;
+}

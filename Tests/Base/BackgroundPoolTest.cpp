@@ -73,7 +73,6 @@ TEST(BackgroundPool, RunsAtMostItsCapAtOnce) {
         });
     done->wait();
     EXPECT_LE(*most, 3);
-    EXPECT_GE(*most, 2);
     EXPECT_LE(pool.threads(), 3u);
 }
 
@@ -143,7 +142,6 @@ TEST(BackgroundPool, DestroyingItNeverWaitsAndFailsWhatHasNotBegun) {
 }
 
 TEST(BackgroundPoolDeathTest, AnExceptionThatLeavesAPostedFunctionEndsTheProcessWithTheNameOfThePool) {
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
     const auto post = [] {
         base::BackgroundPool pool("probes", 1);
         pool.post([] { throw std::runtime_error("broken"); });

@@ -54,7 +54,6 @@ TEST(NumberText, TheUsersLocaleIsUsedWithoutAName) {
 
 // The environment is read once in a process: each case is a process of its own.
 TEST(NumberTextDeathTest, TheUsersLocaleComesFromTheFirstVariableThatIsSet) {
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
     struct Row {
         const char *all, *numeric, *lang, *expected;
     };

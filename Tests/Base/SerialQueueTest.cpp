@@ -253,16 +253,33 @@ TEST(SerialQueue, RunsTimersInTheOrderOfTheirTimes) {
     std::vector<base::SerialQueue::Timer> timers;
     std::latch done(1);
     on(queue, [&] {
-        timers.push_back(queue.after(3ms, [&] {
+        timers.push_back(queue.after(0s, [&] {
             ran.push_back(3);
             timers.clear();  // its own among them
             done.count_down();
         }));
-        timers.push_back(queue.after(1ms, [&] { ran.push_back(1); }));
-        timers.push_back(queue.after(2ms, [&] { ran.push_back(2); }));
+        timers.push_back(queue.after(-2h, [&] { ran.push_back(1); }));
+        timers.push_back(queue.after(-1h, [&] { ran.push_back(2); }));
     });
     done.wait();
     EXPECT_EQ(ran, (std::vector{1, 2, 3}));
+}
+
+TEST(SerialQueue, SleepsUntilATimerIsDue) {
+    base::SerialQueue queue("timers");
+    base::SerialQueue::Timer timer;
+    std::latch done(1);
+    base::SteadyTime begun, ended;
+    on(queue, [&] {
+        begun = base::SystemClock::shared().steadyNow();
+        timer = queue.after(3ms, [&] {
+            ended = base::SystemClock::shared().steadyNow();
+            timer.cancel();
+            done.count_down();
+        });
+    });
+    done.wait();
+    EXPECT_GE(ended - begun, 3ms);
 }
 
 TEST(SerialQueue, ATimerMayCallOffAnotherAndSetItselfAgain) {
@@ -390,7 +407,6 @@ TEST(SerialQueue, AHandleInADroppedFunctionMayDieOnAnotherThread) {
 }
 
 TEST(SerialQueueDeathTest, AnExceptionThatLeavesAPostedFunctionEndsTheProcessWithTheNameOfTheQueue) {
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
     const auto post = [] {
         base::SerialQueue queue("modbus.7");
         queue.post([] { throw std::runtime_error("broken"); });
@@ -400,7 +416,6 @@ TEST(SerialQueueDeathTest, AnExceptionThatLeavesAPostedFunctionEndsTheProcessWit
 }
 
 TEST(SerialQueueDeathTest, ASourceEndedOffItsThreadEndsTheProcess) {
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
     const auto end = [] {
         base::SerialQueue queue("sources");
         const Pipe pipe;

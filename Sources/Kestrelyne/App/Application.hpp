@@ -1,0 +1,59 @@
+#pragma once
+// The application: it makes every store in a fixed order, owns it and joins it to the others. The faces (command line, web,
+// desktop) are given this object.
+
+#include <filesystem>
+#include <memory>
+
+#include "Base/BackgroundPool.hpp"
+#include "Base/MainLoop.hpp"
+#include "Base/StoreWriter.hpp"
+#include "Kestrelyne/App/SettingsStore.hpp"
+#include "Kestrelyne/Metering/DeviceStore.hpp"
+#include "Kestrelyne/Metering/MonitorSeams.hpp"
+#include "Kestrelyne/Remote/WebAPI.hpp"
+#include "Kestrelyne/Remote/WebServer.hpp"
+#include "Kestrelyne/Simulators/SimulatorCenter.hpp"
+
+namespace kestrelyne {
+
+struct ApplicationOptions {
+    std::filesystem::path dataFolder;  // "Patch", "Einsätze", "Profile", "Sicherungen" lie in it, made by their owners
+    std::filesystem::path webRoot;     // files of the web app
+    bool demo = false;                 // simulators on, with alarm rules worth watching
+};
+
+/// Main thread. What it is given outlives it.
+class KestrelyneApp {
+public:
+    /// Makes the stores; meters set to connect by themselves begin to be polled.
+    KestrelyneApp(base::MainLoop& loop, SettingsStore& settings, base::StoreWriter& writer, ApplicationOptions options);
+    KestrelyneApp(const KestrelyneApp&) = delete;
+    KestrelyneApp& operator=(const KestrelyneApp&) = delete;
+
+    /// The rest of the start sequence: the web server is attached, what earlier simulators left is removed.
+    void start();
+    /// Ends polling and listening; never waits for a device.
+    void stop();
+
+    WebServer& web() { return web_; }
+    DeviceStore& devices() { return devices_; }
+    SimulatorCenter& simulators() { return simulators_; }
+    base::WallTime startedAt() const { return startedAt_; }
+    const base::MainLoop& loop() const { return loop_; }
+
+private:
+    void startDemo();
+
+    base::MainLoop& loop_;
+    const ApplicationOptions options_;
+    const base::WallTime startedAt_;
+    base::BackgroundPool pool_;
+    MeteringServices metering_;
+    DeviceStore devices_;
+    SimulatorCenter simulators_;
+    WebServer web_;
+    WebAPI api_;
+};
+
+}  // namespace kestrelyne

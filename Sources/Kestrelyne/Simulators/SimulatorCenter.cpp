@@ -1,0 +1,54 @@
+#include "Kestrelyne/Simulators/SimulatorCenter.hpp"
+
+namespace kestrelyne {
+
+SimulatorCenter::SimulatorCenter(std::uint16_t port) : port_(port), meterDevice_(std::make_shared<metercore::DemoDevice>()) {}
+
+void SimulatorCenter::setMeter(bool on, DeviceStore& store) {
+    if (!on) {
+        if (meterServer_) meterServer_->stop();
+        cleanupLeftovers(store);
+        meterOn_.set(false);
+        return;
+    }
+    errors_.change([](auto& errors) { errors.erase("meter"); });
+    if (!meterServer_) {
+        meterServer_ = std::make_unique<metercore::ModbusTCPServer>(port_, meterDevice_);
+        meterServer_->setSilent(*meterSilent_);
+    }
+    try {
+        meterServer_->run();
+    } catch (const metercore::PortError& error) {
+        errors_.change([&error](auto& errors) { errors["meter"] = error.description(); });
+        return;
+    }
+    cleanupLeftovers(store);
+    Device device;
+    device.name = meterName;
+    device.host = meterHost;
+    device.port = port_;
+    const auto id = device.id;
+    store.add(std::move(device));
+    store.monitor(id)->start();
+    meterOn_.set(true);
+}
+
+void SimulatorCenter::setMeterFaults(metercore::DemoDevice::Faults faults) {
+    meterDevice_->setFaults(faults);
+    meterFaults_.set(faults);
+}
+
+void SimulatorCenter::setMeterSilent(bool silent) {
+    if (meterServer_) meterServer_->setSilent(silent);
+    meterSilent_.set(silent);
+}
+
+void SimulatorCenter::stopAll(DeviceStore& store) { setMeter(false, store); }
+
+void SimulatorCenter::cleanupLeftovers(DeviceStore& store) const {
+    const auto devices = *store.devices();
+    for (const auto& device : devices)
+        if (device.host == meterHost && device.port == port_) store.remove(device.id);
+}
+
+}  // namespace kestrelyne

@@ -1,0 +1,51 @@
+// Starts the program in its demo with the app built afresh, lets the browser test run against it, and ends it.
+// The program is named by KESTRELYNE_BINARY.
+import { spawn } from "node:child_process";
+import { existsSync } from "node:fs";
+import { createServer } from "node:net";
+import { fileURLToPath } from "node:url";
+import { buildApp, skipUnlessInstalled, until } from "./support.mjs";
+
+skipUnlessInstalled();
+const binary = process.env.KESTRELYNE_BINARY ?? "";
+if (!existsSync(binary)) {
+  console.log(`skipped: no program at KESTRELYNE_BINARY "${binary}"`);
+  process.exit(77);
+}
+
+const pin = "4711";
+const port = await new Promise((done) => {
+  const probe = createServer().listen(0, "127.0.0.1", () => {
+    const { port: free } = probe.address();
+    probe.close(() => done(free));
+  });
+});
+const url = `http://127.0.0.1:${port}`;
+const app = await buildApp();
+const program = spawn(binary, ["run", "--demo", "--port", String(port), "--pin", pin], {
+  env: { ...process.env, KESTRELYNE_WEB_ROOT: app.folder },
+  stdio: ["ignore", "inherit", "inherit"],
+});
+const ended = new Promise((done) => program.once("exit", (code, signal) => done(code ?? signal)));
+
+let result = 1;
+try {
+  await until(async () => program.exitCode !== null || (await fetch(`${url}/api/info`).then((answer) => answer.ok, () => false)), "the program answers", 30);
+  if (program.exitCode !== null) throw new Error(`the program ended with ${program.exitCode}`);
+  const test = spawn(process.execPath, [fileURLToPath(new URL("app.test.mjs", import.meta.url))], {
+    env: { ...process.env, KESTRELYNE_TEST_URL: url, KESTRELYNE_TEST_PIN: pin },
+    stdio: "inherit",
+  });
+  result = await new Promise((done) => test.once("exit", (code) => done(code ?? 1)));
+} catch (error) {
+  console.error(error.message);
+} finally {
+  program.kill("SIGTERM");
+  const how = await ended;
+  if (how !== 0) {
+    console.error(`the program ended with ${how}`);
+    result ||= 1;
+  }
+  await app.remove();
+}
+process.exit(result);

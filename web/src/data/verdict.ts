@@ -1,0 +1,116 @@
+// Is everything all right? The one line of the first screen and the problems under it.
+
+import { count, since } from "./format";
+import { links } from "./route";
+import type { LogEvent, Meter, Power, Ups } from "./shapes";
+
+export type DeviceState = "online" | "connecting" | "off" | "error";
+
+const errorPrefix = "Fehler";
+const restoredPrefix = "Behoben: ";
+
+export function deviceState(status: string): DeviceState {
+  if (status === "verbunden") return "online";
+  if (status.startsWith(errorPrefix)) return "error";
+  return status === "getrennt" ? "off" : "connecting";
+}
+
+/** The reason behind "Fehler: ", empty for any other status. */
+export function errorReason(status: string): string {
+  return deviceState(status) === "error" ? status.slice(errorPrefix.length).replace(/^:\s*/, "") : "";
+}
+
+/** No reading is being taken, so what is shown is old. */
+export function isSilent(status: string): boolean {
+  const state = deviceState(status);
+  return state === "off" || state === "error";
+}
+
+export interface Problem {
+  key: string;
+  severity: "alarm" | "warning";
+  what: string;
+  where: string;
+  /** Seconds since 1970, null when the events do not tell. */
+  since: number | null;
+  /** The page with more about it, a hash. */
+  link: string;
+}
+
+export type Mood = "ok" | "warning" | "alarm" | "unknown";
+
+export interface Verdict {
+  mood: Mood;
+  text: string;
+}
+
+/** The event that raised an alarm says the same and then the value: "Strom L1 > 63,00 A – aktuell 70,10 A". */
+function raisedAt(events: LogEvent[], where: string, what: string): number | null {
+  const found = events.find((event) => event.source === where && (event.text === what || event.text.startsWith(what + " – ")));
+  return found ? found.time : null;
+}
+
+function meterProblems(meter: Meter, events: LogEvent[]): Problem[] {
+  const link = links.device(meter.id);
+  const found: Problem[] = meter.alarms.map((alarm) => ({
+    key: `${meter.id} ${alarm.text}`,
+    severity: alarm.severity,
+    what: alarm.text,
+    where: meter.name,
+    since: raisedAt(events, meter.name, alarm.text),
+    link,
+  }));
+  // A failing meter is told before its alarm for lost communication comes, and also where that alarm is switched off.
+  if (deviceState(meter.status) === "error" && !meter.alarms.some((alarm) => alarm.text === "Kommunikationsausfall"))
+    found.push({
+      key: `${meter.id} Fehler`,
+      severity: "warning",
+      what: errorReason(meter.status) || "Fehler",
+      where: meter.name,
+      since: null,
+      link,
+    });
+  return found;
+}
+
+function upsProblems(ups: Ups): Problem[] {
+  if (!ups.onBattery) return [];
+  const rest = ups.runtime === null ? "" : ` – ${Math.floor(ups.runtime)} min`;
+  return [{ key: `USV ${ups.name}`, severity: "alarm", what: `auf Batterie${rest}`, where: `USV ${ups.name}`, since: null, link: links.power }];
+}
+
+/** Newest first; those of unknown age behind, alarms before warnings. */
+export function problems(power: Power, events: LogEvent[]): Problem[] {
+  const all = [...power.devices.flatMap((meter) => meterProblems(meter, events)), ...power.ups.flatMap(upsProblems)];
+  const rank = (problem: Problem) => (problem.severity === "alarm" ? 0 : 1);
+  return all.sort((a, b) => (b.since ?? 0) - (a.since ?? 0) || rank(a) - rank(b));
+}
+
+/** When the last trouble ended, by the events. */
+export function allRightSince(events: LogEvent[]): number | null {
+  return events.find((event) => event.text.startsWith(restoredPrefix))?.time ?? null;
+}
+
+/**
+ * @param rightSince when the last trouble ended, seconds since 1970
+ * @param now the station's time
+ */
+export function verdict(power: Power | null, found: Problem[], rightSince: number | null, now: number): Verdict {
+  if (!power) return { mood: "unknown", text: "Noch keine Daten" };
+  const alarms = found.filter((problem) => problem.severity === "alarm").length;
+  const warnings = found.length - alarms;
+  if (found.length > 0) {
+    const parts: string[] = [];
+    if (alarms > 0) parts.push(count(alarms, "Alarm", "Alarme"));
+    if (warnings > 0) parts.push(count(warnings, "Warnung", "Warnungen"));
+    return { mood: alarms > 0 ? "alarm" : "warning", text: parts.join(", ") };
+  }
+  const watched = power.devices.filter((meter) => deviceState(meter.status) === "online").length + power.ups.length;
+  if (watched === 0) {
+    if (power.devices.length === 0) return { mood: "unknown", text: "Noch keine Stromquellen" };
+    return power.devices.some((meter) => deviceState(meter.status) === "connecting")
+      ? { mood: "unknown", text: "Messgeräte werden verbunden …" }
+      : { mood: "unknown", text: "Kein Messgerät verbunden" };
+  }
+  return { mood: "ok", text: rightSince === null ? "Alles in Ordnung" : `Alles in Ordnung seit ${since(rightSince, now)}` };
+}

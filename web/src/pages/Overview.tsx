@@ -1,0 +1,139 @@
+// The first screen: is everything all right, what has just happened, what are the figures.
+
+import { clock, figure, since, span, whole } from "../data/format";
+import { links } from "../data/route";
+import { deviceState, type Mood, type Problem } from "../data/verdict";
+import type { Situation } from "../situation";
+import { stationNow } from "../station";
+import { Empty, Figure, LevelMark, Section } from "../parts/basics";
+import { EventExcerpt } from "../parts/EventList";
+import { Icon, type IconName } from "../parts/icons";
+
+export const moodIcons: Record<Mood, IconName> = { ok: "ok", warning: "warning", alarm: "alarm", unknown: "unknown" };
+
+/** The verdict; when the station is silent it says so instead of vouching for what it cannot know. */
+export function VerdictLine({ situation }: { situation: Situation }) {
+  const { verdict, connection, receivedAt } = situation;
+  if (connection.state === "connecting" && !situation.power)
+    return (
+      <div class="verdict unknown">
+        <Icon name="unknown" size={40} />
+        <p class="verdict-text">Verbinde …</p>
+      </div>
+    );
+  if (connection.state === "lost")
+    return (
+      <div class="verdict unknown">
+        <Icon name="lost" size={40} />
+        <p class="verdict-text">
+          Keine Verbindung
+          <span class="verdict-sub">{receivedAt === null ? "Noch keine Daten erhalten" : `Zuletzt ${clock(receivedAt / 1000)}: ${verdict.text}`}</span>
+        </p>
+      </div>
+    );
+  return (
+    <div class={`verdict ${verdict.mood}`}>
+      <Icon name={moodIcons[verdict.mood]} size={40} />
+      <p class="verdict-text">{verdict.text}</p>
+    </div>
+  );
+}
+
+export function ProblemList({ problems, now }: { problems: Problem[]; now: number }) {
+  return (
+    <ul class="problems">
+      {problems.map((problem) => (
+        <li key={problem.key}>
+          <a class={`problem ${problem.severity}`} href={problem.link}>
+            <span class="problem-body">
+              <LevelMark level={problem.severity} />
+              <span class="problem-text">
+                <span class="problem-what">{problem.what}</span>
+                <span class="quiet">
+                  {problem.where}
+                  {problem.since !== null && ` · seit ${since(problem.since, now)} (${span(now - problem.since)})`}
+                </span>
+              </span>
+            </span>
+            <Icon name="forward" size={20} />
+          </a>
+        </li>
+      ))}
+    </ul>
+  );
+}
+
+function Tiles({ situation }: { situation: Situation }) {
+  const { power } = situation;
+  if (!power) return null;
+  const online = power.devices.filter((meter) => deviceState(meter.status) === "online");
+  const currents = online.map((meter) => meter.iMax).filter((current): current is number => current !== null);
+  const largest = currents.length > 0 ? Math.max(...currents) : null;
+  const loaded = online.find((meter) => meter.iMax === largest && largest !== null);
+  const measured = online.find((meter) => meter.f !== null);
+  return (
+    <div class="tiles">
+      <a class="card tile wide" href={links.power}>
+        <p class="caption">Gesamtleistung</p>
+        <Figure of={figure(power.totalP, "W")} size="main" />
+      </a>
+      <a class="card tile" href={loaded ? links.device(loaded.id) : links.power}>
+        <p class="caption">Größter Strom</p>
+        <Figure of={figure(largest, "A")} size="tile" />
+        <p class="tile-note">{loaded?.name ?? "–"}</p>
+      </a>
+      <a class="card tile" href={measured ? links.device(measured.id) : links.power}>
+        <p class="caption">Frequenz</p>
+        <Figure of={figure(measured?.f ?? null, "Hz")} size="tile" />
+        <p class="tile-note">{measured?.name ?? "–"}</p>
+      </a>
+      <a class="card tile" href={links.power}>
+        <p class="caption">Messgeräte</p>
+        <span class="figure tile">
+          {online.length}
+          <span class="unit"> von {power.devices.length}</span>
+        </span>
+        <p class="tile-note">verbunden</p>
+      </a>
+      {power.ups.map((ups) => (
+        <a class="card tile" href={links.power} key={ups.name}>
+          <p class="caption">USV {ups.name}</p>
+          <Figure of={{ text: whole(ups.charge, "%").replace(" %", ""), unit: ups.charge === null ? "" : "%" }} size="tile" />
+          <p class="tile-note">{ups.source || "unbekannt"}</p>
+        </a>
+      ))}
+    </div>
+  );
+}
+
+export function Overview({ situation }: { situation: Situation }) {
+  const { power, events, problems } = situation;
+  return (
+    <div class="page overview">
+      <h1 class="aside-text">Übersicht</h1>
+      <VerdictLine situation={situation} />
+      {power?.recording && (
+        <p class="recording">
+          <Icon name="record" size={18} />
+          Aufzeichnung läuft: {power.recording.name}
+          {power.recording.since !== null && ` seit ${since(power.recording.since, stationNow())}`}
+        </p>
+      )}
+      {problems.length > 0 && <ProblemList problems={problems} now={stationNow()} />}
+      <div class="overview-columns">
+        <Section
+          title="Letzte Ereignisse"
+          aside={
+            <a class="more-link" href={links.events}>
+              Alle
+              <Icon name="forward" size={18} />
+            </a>
+          }
+        >
+          {events && events.length > 0 ? <EventExcerpt events={events.slice(0, 5)} /> : <Empty title={events ? "Noch keine Ereignisse" : "Lade …"} />}
+        </Section>
+        <Section title="Strom">{power ? <Tiles situation={situation} /> : <Empty title="Lade …" />}</Section>
+      </div>
+    </div>
+  );
+}

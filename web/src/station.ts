@@ -1,0 +1,138 @@
+// The station this page was loaded from: what is asked of it, how often, and what was told last.
+
+import { useEffect, useReducer, useState } from "preact/hooks";
+import { clockOffset, connection, type Connection } from "./data/connection";
+import { Feed, type FeedState, Refusal } from "./data/feed";
+import { readDevice, readEvents, readInfo, readPower, type DeviceDetail, type LogEvent } from "./data/shapes";
+
+const timeout = 3500;
+const longestPause = 4000;
+const eventPause = 3000;
+
+async function answer(path: string, init: RequestInit): Promise<string> {
+  const response = await fetch(path, { ...init, cache: "no-store", credentials: "same-origin" });
+  // A proxy in front of a stopped station answers 502: that is no word of the station.
+  if (response.status >= 500) throw new Error(`status ${response.status}`);
+  const body = await response.text();
+  if (!response.ok) throw new Refusal(String((JSON.parse(body) as { error?: unknown } | null)?.error ?? `Fehler ${response.status}`));
+  return body;
+}
+
+const get = async (path: string, signal: AbortSignal): Promise<unknown> => JSON.parse(await answer(path, { signal }));
+
+let offset = 0;
+
+/** The station's time in seconds since 1970: ages are counted by its clock, not by the phone's. */
+export const stationNow = () => Date.now() / 1000 + offset;
+
+export const info = new Feed(
+  async (signal) => {
+    const askedAt = Date.now();
+    const told = readInfo(await get("/api/info", signal));
+    if (told.time !== null) offset = clockOffset(told.time, askedAt, Date.now());
+    return told;
+  },
+  { pause: 15_000, timeout, longestPause },
+);
+export const power = new Feed(async (signal) => readPower(await get("/api/power", signal)), { pause: 1000, timeout, longestPause });
+export const events = new Feed(askForEvents, { pause: eventPause, timeout, longestPause });
+
+// A long list is asked for less often, so that it does not fill a slow line; what raises an event calls for it at once.
+const longList = 100_000;
+const longListPause = 15_000;
+let lastEvents: { text: string; list: LogEvent[] } | null = null;
+
+async function askForEvents(signal: AbortSignal): Promise<LogEvent[]> {
+  const text = await answer("/api/events", { signal });
+  events.pace(text.length > longList ? longListPause : eventPause);
+  // Mostly nothing has happened: the same list then needs no reading and no drawing.
+  if (lastEvents?.text !== text) lastEvents = { text, list: readEvents(JSON.parse(text)) };
+  return lastEvents.list;
+}
+
+/** Feeds that run while the page is in sight; those of an open detail come and go. */
+const running = new Set<Feed<unknown>>([info, power, events]);
+let watchedSince = Date.now();
+
+function run(): void {
+  if (document.visibilityState === "hidden") {
+    for (const feed of running) feed.pause();
+  } else {
+    watchedSince = Date.now();
+    for (const feed of running) feed.resume();
+  }
+}
+
+export function start(): void {
+  document.addEventListener("visibilitychange", run);
+  // The network is back: no need to wait for the pause to end.
+  window.addEventListener("online", () => running.forEach((feed) => feed.refresh()));
+  run();
+}
+
+function use(feed: Feed<unknown>): () => void {
+  running.add(feed);
+  if (document.visibilityState !== "hidden") feed.resume();
+  return () => {
+    running.delete(feed);
+    feed.pause();
+  };
+}
+
+export function useFeed<T>(feed: Feed<T>): FeedState<T> {
+  const [, redraw] = useReducer((version: number) => version + 1, 0);
+  useEffect(() => feed.subscribe(() => redraw(0)), [feed]);
+  return feed.state;
+}
+
+/** Asks for one meter as long as the component that shows it is there. */
+export function useDevice(id: string): { state: FeedState<DeviceDetail>; interval: number } {
+  const [feed, setFeed] = useState(() => deviceFeed(id));
+  useEffect(() => {
+    const made = deviceFeed(id);
+    setFeed(made);
+    return use(made);
+  }, [id]);
+  return { state: useFeed(feed), interval: feed.interval };
+}
+
+function deviceFeed(id: string): Feed<DeviceDetail> {
+  return new Feed(async (signal) => readDevice(await get(`/api/device/${encodeURIComponent(id)}`, signal)), {
+    pause: 2000,
+    timeout,
+    longestPause,
+  });
+}
+
+/** Redraws at that pace, in milliseconds; gives the device's time in milliseconds. */
+export function useTick(pace = 1000): number {
+  const [now, setNow] = useState(Date.now);
+  useEffect(() => {
+    const timer = setInterval(() => setNow(Date.now()), pace);
+    return () => clearInterval(timer);
+  }, []);
+  return now;
+}
+
+export function connectionAt(now: number): Connection {
+  const contacts = [info, power, events].map((feed) => feed.contactAt).filter((at): at is number => at !== null);
+  return connection(contacts.length > 0 ? Math.max(...contacts) : null, watchedSince, now);
+}
+
+async function post(path: string, body: object): Promise<string | null> {
+  const abort = new AbortController();
+  const timer = setTimeout(() => abort.abort(), timeout);
+  try {
+    await answer(path, { method: "POST", headers: { "Content-Type": "application/json" }, body: JSON.stringify(body), signal: abort.signal });
+    return null;
+  } catch (error) {
+    return error instanceof Refusal ? error.message : "Keine Antwort. Bitte noch einmal versuchen.";
+  } finally {
+    clearTimeout(timer);
+    info.refresh();
+  }
+}
+
+/** What went wrong, or null. */
+export const login = (pin: string) => post("/api/login", { pin });
+export const logout = () => post("/api/logout", {});

@@ -1,0 +1,171 @@
+#include <fmt/format.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <iostream>
+#include <memory>
+
+#include "Base/JSONFields.hpp"
+#include "Commands.hpp"
+#include "DemoFolder.hpp"
+#include "EndSignals.hpp"
+#include "Kestrelyne/App/AppInfo.hpp"
+#include "Kestrelyne/App/Application.hpp"
+#include "Kestrelyne/App/ControlServer.hpp"
+#include "Kestrelyne/App/ControlVerbs.hpp"
+#include "Kestrelyne/App/InstanceLock.hpp"
+#include "Kestrelyne/App/ServiceNotice.hpp"
+#include "Kestrelyne/App/WebFields.hpp"
+#include "RunningProgram.hpp"
+#include "Say.hpp"
+
+namespace kestrelyne {
+
+namespace {
+
+constexpr base::Seconds flushLimit{0.8};
+constexpr base::Seconds endLimit{0.95};  // from the first signal, whatever blocks
+constexpr std::size_t demoPINDigits = 6;
+
+/// Changes the stored web settings as the command line says.
+void applyWords(const RunWords& words, SettingsStore& settings) {
+    const auto old = storedWebConfig(settings.value(webConfigKey));
+    auto config = old;
+    if (words.web) config.enabled = *words.web;
+    if (words.lan) config.allowLAN = *words.lan;
+    if (words.port) config.port = *words.port;
+    if (words.pin) config.pin = *words.pin;
+    if (config == old) return;
+    settings.setBlob(webConfigKey, base::dump(config.toJSON()));
+    // A new PIN logs every device out.
+    if (config.pin != old.pin) settings.setBlob(webSessionsKey, "[]");
+}
+
+/// What the demo adds to what was typed. The port is told when it had to move.
+RunWords demoWords(RunWords words) {
+    if (!words.web) words.web = true;
+    if (!words.pin) {
+        words.pin = randomDigits(demoPINDigits);
+        words.showPIN = true;
+    }
+    const int wanted = words.port.value_or(static_cast<int>(WebConfig{}.port));
+    words.port = freePort(wanted);
+    if (*words.port != wanted) say(stderr, "Port {} ist belegt; die Demo nimmt {}.\n", wanted, *words.port);
+    return words;
+}
+
+base::Co<base::Done> flushed(base::StoreWriter& writer) {
+    co_await writer.flush();
+    co_return base::Done{};
+}
+
+/// The program from its locks to its end.
+class Program {
+public:
+    Program(const Folders& folders, const ControlPath& socket, RunWords words, std::shared_ptr<DemoFolder> demo)
+        : folders_(folders),
+          words_(std::move(words)),
+          demo_(std::move(demo)),
+          lock_(folders, socket.path),
+          settings_(openSettings(), writer_) {
+        applyWords(words_, settings_);
+        app_.emplace(loop_.loop(), settings_, writer_,
+                     ApplicationOptions{
+                         .dataFolder = folders.data, .webRoot = webRoot(processEnvironment(), ownBinary()), .demo = words_.demo});
+        addControlVerbs(control_, *app_, settings_, writer_);
+        control_.start(socket);
+    }
+
+    /// Ends with the process.
+    [[noreturn]] void run(EndSignals& signals) {
+        auto end = [this] { ending_ = base::Task("the end of the program", this->end()); };
+        const auto folder = demo_ ? demo_->path() : std::filesystem::path();
+        signals.watch([inbox = loop_.loop().inbox(), end] { inbox->post(end); }, endLimit,
+                      [folder](bool again) { leave(again ? ExitCode::failed : ExitCode::done, folder); });
+        app_->start();
+        // Behind whatever the listeners have to tell by then.
+        loop_.loop().post([this] { tellReady(); });
+        loop_.run();
+        leave(ExitCode::done, folder);
+    }
+
+private:
+    std::unique_ptr<SettingsFile> openSettings() {
+        auto file = std::make_unique<SettingsFile>(folders_.settingsFile());
+        if (const auto& moved = file->movedAside())
+            say(stderr,
+                "kestrelyne: Die Einstellungen waren beschädigt und liegen jetzt in „{}“; das Programm beginnt mit den "
+                "Vorgaben.\n",
+                moved->string());
+        return file;
+    }
+
+    void tellReady() {
+        const auto& web = app_->web();
+        for (const auto& error : *web.errors()) say(stderr, "Web-App: {}\n", error);
+        auto addresses = web.urls();
+        // A port of 0 was chosen by the system.
+        addresses.back() = fmt::format("http://localhost:{}", web.boundPort().value_or(web.config()->listeningPort()));
+        say(stdout, "{} läuft.\nEinstellungen: {}\nDaten:         {}\n", AppInfo::full(), folders_.settingsFile().string(),
+            folders_.data.string());
+        if (words_.demo) say(stdout, "Demo mit simulierten Geräten; der Ordner verschwindet am Ende.\n");
+        if (words_.showPIN) say(stdout, "PIN: {}\n", web.config()->pin);
+        if (!web.config()->enabled) {
+            say(stdout, "Die Web-App ist aus (einschalten: kestrelyne web set enabled true).\n");
+        } else {
+            say(stdout, "Web-App:\n");
+            for (const auto& address : addresses) say(stdout, "{}\n", address);
+        }
+        std::fflush(stdout);
+        tellServiceManager("READY=1");
+    }
+
+    base::Co<> end() {
+        tellServiceManager("STOPPING=1");
+        control_.stop();
+        app_->stop();
+        co_await base::withTimeout(flushed(writer_), flushLimit);
+        loop_.quit(0);
+    }
+
+    /// Nothing waits for a call that blocks: no destructor runs.
+    [[noreturn]] static void leave(ExitCode code, const std::filesystem::path& demo) {
+        if (!demo.empty()) DemoFolder::remove(demo);
+        std::fflush(nullptr);
+        std::_Exit(static_cast<int>(code));
+    }
+
+    const Folders folders_;
+    const RunWords words_;
+    const std::shared_ptr<DemoFolder> demo_;
+    InstanceLock lock_;
+    base::HeadlessLoop loop_;
+    base::StoreWriter writer_;
+    SettingsStore settings_;
+    std::optional<KestrelyneApp> app_;
+    ControlServer control_;
+    base::Task ending_;
+};
+
+}  // namespace
+
+ExitCode runCommand(const Where& where, RunWords words) {
+    // Before the signals are blocked: whoever is asked may still interrupt.
+    if (words.pin == "-") words.pin = lineOfStandardInput();
+    EndSignals signals;
+    const auto demo = words.demo ? std::make_shared<DemoFolder>() : nullptr;
+    if (demo) words = demoWords(std::move(words));
+    const auto folders = demo ? Folders::below(demo->path()) : foldersOf(where);
+    auto socket = ControlPath::choose(processEnvironment(), folders);
+    // Nothing of the demo lies outside its folder.
+    if (const auto inside = folders.settings / "control.sock"; demo && inside.native().size() <= longestSocketPath)
+        socket = {.path = inside};
+    try {
+        Program(folders, socket, std::move(words), demo).run(signals);
+    } catch (const AlreadyRunning& error) {
+        throw ControlError(error.what(), ExitCode::alreadyRunning);
+    }
+}
+
+}  // namespace kestrelyne

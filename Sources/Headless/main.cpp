@@ -1,0 +1,46 @@
+#include <fmt/format.h>
+#include <signal.h>
+
+#include <cstdio>
+#include <iostream>
+
+#include "CommandLine.hpp"
+#include "Commands.hpp"
+#include "Say.hpp"
+
+namespace {
+
+using namespace kestrelyne;
+
+struct Carrier {
+    const Where& where;
+    ExitCode operator()(const RunWords& words) const { return runCommand(where, words); }
+    ExitCode operator()(const SettingsWords& words) const { return settingsCommand(where, words); }
+    ExitCode operator()(const WebWords& words) const { return webCommand(where, words); }
+    ExitCode operator()(const StatusWords& words) const { return statusCommand(where, words); }
+};
+
+ExitCode carryOut(const CommandLine& line) {
+    try {
+        return std::visit(Carrier{line.where}, line.command);
+    } catch (const ControlError& error) {
+        say(stderr, "kestrelyne: {}\n", error.what());
+        return error.code();
+    } catch (const std::exception& error) {
+        say(stderr, "kestrelyne: {}\n", error.what());
+        return ExitCode::failed;
+    }
+}
+
+}  // namespace
+
+int main(int count, char** words) {
+    // A peer that closes is an error of write(), not the end.
+    signal(SIGPIPE, SIG_IGN);
+    const auto parsed = parseCommandLine(count, words);
+    if (const auto* code = std::get_if<int>(&parsed)) return *code;
+    const auto code = carryOut(std::get<CommandLine>(parsed));
+    std::cout.flush();
+    // What was asked for and could not be written was not done.
+    return static_cast<int>(code == ExitCode::done && !std::cout ? ExitCode::failed : code);
+}

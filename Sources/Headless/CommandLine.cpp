@@ -26,10 +26,10 @@ std::string complaint(const CLI::App& app, const CLI::ParseError& error) {
     return text;
 }
 
-/// A check of a value with a German text.
-CLI::Validator mustBe(const std::string& wanted, std::function<bool(const std::string&)> fits) {
+/// A check of a value, with what is said of one that does not fit.
+CLI::Validator checked(const std::string& fault, std::function<bool(const std::string&)> fits) {
     return CLI::Validator(
-        [wanted, fits](const std::string& word) { return fits(word) ? std::string() : "„" + word + "“ ist nicht " + wanted; }, "");
+        [fault, fits](const std::string& word) { return fits(word) ? std::string() : "„" + word + "“ ist " + fault; }, "");
 }
 
 std::optional<int> portOf(const std::string& word) {
@@ -75,7 +75,11 @@ public:
         status_ = app_.add_subcommand("status", "Was läuft: Messgeräte, Alarme, Adressen");
         for (auto* command : {run_, settings_, web_, status_}) {
             command->group(commands);
-            for (auto* verb : command->get_subcommands({})) verb->group(commands);
+            command->get_help_ptr()->group(options);
+            for (auto* verb : command->get_subcommands({})) {
+                verb->group(commands);
+                verb->get_help_ptr()->group(options);
+            }
         }
         status_->add_flag("--json", statusWords_.json, "Als JSON");
     }
@@ -111,7 +115,7 @@ private:
         app_.add_flag("--web", webOn_, "Web-App ein")->group(group);
         app_.add_flag("--no-web", webOff_, "Web-App aus")->group(group);
         app_.add_option("--port", port_, "TCP-Port der Web-App, 0 bis 65535 (0: ein freier)")
-            ->check(mustBe("eine Zahl von 0 bis 65535", [](const std::string& word) { return portOf(word).has_value(); }))
+            ->check(checked("keine Zahl von 0 bis 65535", [](const std::string& word) { return portOf(word).has_value(); }))
             ->group(group);
         app_.add_option("--pin", runWords_.pin, "PIN der Web-App; „-“ liest sie von der Standardeingabe")->group(group);
         app_.add_flag("--lan", lanOn_, "Im lokalen Netz erreichbar")->group(group);
@@ -162,7 +166,7 @@ private:
         webVerb("logout-all", "Alle abmelden", Verb::logoutAll);
         webVerb("tailscale", "HTTPS über Tailscale ein- oder ausschalten", Verb::tailscale)
             ->add_option_function<std::string>("on|off", [this](const std::string& word) { webWords_.on = word == "on"; })
-            ->check(mustBe("on oder off", [](const std::string& word) { return word == "on" || word == "off"; }))
+            ->check(checked("weder on noch off", [](const std::string& word) { return word == "on" || word == "off"; }))
             ->required();
         webVerb("qr", "Adresse als QR-Code", Verb::qr);
     }

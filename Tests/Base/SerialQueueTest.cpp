@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <atomic>
 #include <latch>
 #include <stdexcept>
 #include <thread>
@@ -233,6 +234,25 @@ TEST(SerialQueue, DestroyingItDoesNotWaitAndWhatIsRunningStillAnswers) {
     EXPECT_TRUE(test.runUntil([&] { return !task.running(); }));
     EXPECT_EQ(said, "3");
     EXPECT_TRUE(fate->destroyedHere());
+}
+
+TEST(SerialQueue, WhatHasNotBegunWhenItEndsNeverRuns) {
+    std::optional<base::SerialQueue> queue(std::in_place, "work");
+    const auto begun = std::make_shared<std::latch>(1), go = std::make_shared<std::latch>(1);
+    const auto ran = std::make_shared<std::atomic<bool>>(false);
+    on(*queue, [&] {
+        // Posted from the queue itself, so that the thread takes both at once.
+        queue->post([begun, go] {
+            begun->count_down();
+            go->wait();
+        });
+        queue->post([ran] { *ran = true; });
+    });
+    begun->wait();
+    queue.reset();
+    go->count_down();
+    base::SerialQueue::joinEnded();
+    EXPECT_FALSE(*ran);
 }
 
 TEST(SerialQueue, MayBeDestroyedFromItsOwnThread) {

@@ -29,6 +29,8 @@ base::JSON meterState(const DeviceMonitor& monitor) {
             {"name", monitor.device()->name},
             {"status", statusText(*monitor.status())},
             {"age", age ? base::JSON(age->count()) : base::JSON(nullptr)},
+            {"readings", *monitor.okCount()},
+            {"failures", *monitor.errorCount()},
             {"alarms", alarms}};
 }
 
@@ -40,6 +42,7 @@ base::JSON programState(KestrelyneApp& app, const SettingsStore& settings) {
     for (const auto& [simulator, error] : *app.simulators().errors()) errors.push_back(error);
     if (const auto failed = settings.failedWrites(); failed > 0)
         errors.push_back("Einstellungen: " + std::to_string(failed) + " Änderungen ließen sich nicht speichern.");
+    const auto& turns = app.loop().turns();
     return {{"version", AppInfo::version()},
             {"pid", getpid()},
             {"startedAt", base::secondsSince1970(app.startedAt())},
@@ -51,6 +54,7 @@ base::JSON programState(KestrelyneApp& app, const SettingsStore& settings) {
               {"lastClient", orNull(*web.lastClient())}}},
             {"meters", meters},
             {"activeAlarms", *app.devices().activeAlarmCount()},
+            {"loop", {{"turns", turns.counts}, {"limitsMs", turns.limitsMs}, {"longestMs", turns.longestMs}}},
             {"errors", errors}};
 }
 

@@ -465,7 +465,8 @@ std::size_t HTTPServer::listening() const {
 std::vector<std::uint16_t> HTTPServer::ports() const {
     std::vector<std::uint16_t> result;
     if (listening_)
-        for (const auto& listener : listening_->listeners) result.push_back(listener->port);
+        for (const auto& listener : listening_->listeners)
+            if (!listener->failed) result.push_back(listener->port);
     return result;
 }
 

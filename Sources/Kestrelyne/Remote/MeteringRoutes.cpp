@@ -100,21 +100,6 @@ OrderedJSON powerOf(const DeviceMonitor& monitor) {
     return json;
 }
 
-HTTPResponse power(DeviceStore& store) {
-    auto devices = OrderedJSON::array();
-    std::optional<double> total;
-    for (const auto* monitor : store.allMonitors()) {
-        devices.push_back(powerOf(*monitor));
-        if (const auto p = monitor->values()->get(activePower); p && std::isfinite(*p)) total = total.value_or(0) + *p;
-    }
-    OrderedJSON json;
-    json["devices"] = std::move(devices);
-    json["ups"] = OrderedJSON::array();
-    json["totalP"] = base::numberOrNull(total);
-    json["recording"] = nullptr;
-    return HTTPResponse::json(json);
-}
-
 OrderedJSON rowOf(const DeviceMonitor& monitor, const metercore::MeasuredValue& row) {
     const auto shown = [&row](std::optional<double> value) {
         return metercore::ValueFormatter::string(value, row.unit, row.channel);
@@ -202,8 +187,23 @@ HTTPResponse events(DeviceStore& store) {
 
 }  // namespace
 
+HTTPResponse powerResponse(DeviceStore& store) {
+    auto devices = OrderedJSON::array();
+    std::optional<double> total;
+    for (const auto* monitor : store.allMonitors()) {
+        devices.push_back(powerOf(*monitor));
+        if (const auto p = monitor->values()->get(activePower); p && std::isfinite(*p)) total = total.value_or(0) + *p;
+    }
+    OrderedJSON json;
+    json["devices"] = std::move(devices);
+    json["ups"] = OrderedJSON::array();
+    json["totalP"] = base::numberOrNull(total);
+    json["recording"] = nullptr;
+    return HTTPResponse::json(json);
+}
+
 std::vector<APIRoute> meteringRoutes(DeviceStore& store) {
-    return {quickRoute("GET", {"power"}, [&store](const APICall&) { return power(store); }),
+    return {quickRoute("GET", {"power"}, [&store](const APICall&) { return powerResponse(store); }),
             quickRoute("GET", {"device", "*"}, [&store](const APICall& call) { return device(store, call); }),
             quickRoute("GET", {"events"}, [&store](const APICall&) { return events(store); })};
 }

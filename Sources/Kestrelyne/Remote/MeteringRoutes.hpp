@@ -15,4 +15,7 @@ inline constexpr std::size_t mostEventsAnswered = 5000;
 /// In their order: GET /api/power, GET /api/device/<uuid>, GET /api/events. The store outlives them. Main thread.
 std::vector<APIRoute> meteringRoutes(DeviceStore& store);
 
+/// The answer of GET /api/power.
+HTTPResponse powerResponse(DeviceStore& store);
+
 }  // namespace kestrelyne

@@ -257,6 +257,18 @@ TEST_F(HTTPServerTest, OneListenerThatFailsLeavesTheOthers) {
     EXPECT_EQ(bodyOf(askServer(server_->ports()[0], "GET /a HTTP/1.1\r\n\r\n")), "/a");
 }
 
+TEST_F(HTTPServerTest, AListenerThatFailsLaterIsToldAndTheOthersGoOn) {
+    server_.emplace(echo);
+    ASSERT_EQ(server_->start(0, std::vector<std::string>{"127.0.0.1", "127.0.0.2"}, remember()), 2U);
+    const auto ports = server_->ports();
+    ASSERT_TRUE(breakListener(ports[1]));
+    ASSERT_TRUE(loop_.runUntil([&] { return server_->listening() == 1; }));
+    ASSERT_EQ(errors_.size(), 1U);
+    EXPECT_TRUE(errors_[0].starts_with("127.0.0.2:0 – ")) << errors_[0];
+    EXPECT_EQ(server_->ports(), std::vector<std::uint16_t>{ports[0]});
+    EXPECT_EQ(bodyOf(askServer(ports[0], "GET /a HTTP/1.1\r\n\r\n")), "/a");
+}
+
 TEST_F(HTTPServerTest, StartingAnewOnTheSamePortIsPossibleAtOnce) {
     const auto port = serve(echo);
     for (int i = 0; i < 20; ++i) {

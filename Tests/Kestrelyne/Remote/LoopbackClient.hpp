@@ -68,6 +68,21 @@ private:
     base::FileDescriptor socket_;
 };
 
+/// Ends the listener on this port from outside, as a failure of the system would; false when there is none.
+inline bool breakListener(std::uint16_t port) {
+    constexpr int mostDescriptors = 1024;
+    for (int descriptor = 0; descriptor < mostDescriptors; ++descriptor) {
+        int listens = 0;
+        socklen_t size = sizeof listens;
+        sockaddr_in address{};
+        socklen_t length = sizeof address;
+        if (getsockopt(descriptor, SOL_SOCKET, SO_ACCEPTCONN, &listens, &size) == 0 && listens != 0 &&
+            getsockname(descriptor, reinterpret_cast<sockaddr*>(&address), &length) == 0 && ntohs(address.sin_port) == port)
+            return shutdown(descriptor, SHUT_RDWR) == 0;
+    }
+    return false;
+}
+
 /// One request and its whole answer.
 inline std::optional<std::string> askServer(std::uint16_t port, std::string_view request) {
     LoopbackClient client(port);

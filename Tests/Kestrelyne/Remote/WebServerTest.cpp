@@ -199,6 +199,16 @@ TEST_F(WebServerTest, ATakenPortIsToldAndNothingRuns) {
     EXPECT_EQ(web_->errors()->size(), 1U) << "old errors are gone";
 }
 
+TEST_F(WebServerTest, NothingRunsWhenTheLastListenerHasFailed) {
+    const auto port = makeListening();
+    ASSERT_TRUE(breakListener(port));
+    ASSERT_TRUE(loop_.runUntil([&] { return !*web_->running(); }));
+    EXPECT_TRUE(web_->errors()->back().starts_with("127.0.0.1:0 – ")) << web_->errors()->back();
+    EXPECT_FALSE(web_->boundPort());
+    web_->restart();
+    EXPECT_TRUE(*web_->running());
+}
+
 TEST_F(WebServerTest, WithoutLANAndTailscaleItSaysSo) {
     makeListening();
     EXPECT_TRUE(*web_->running());

@@ -1,0 +1,205 @@
+"""What the whole program costs, measured from outside: endtoend.py BUILD_FOLDER [load] [http] [idle] [start], all when none is named.
+
+Everything runs on the loopback address of this machine; the meters and the judges (nginx, wrk) are processes of their own, and only the
+program's own times are counted. Bounded: about two and a half minutes in all.
+"""
+import json
+import os
+import re
+import shutil
+import signal
+import socket
+import statistics
+import subprocess
+import sys
+import tempfile
+import threading
+import time
+import urllib.request
+import uuid
+
+TICKS = os.sysconf("SC_CLK_TCK")
+BUILD = os.path.abspath(sys.argv[1] if len(sys.argv) > 1 else "build/release")
+PROGRAM = os.path.join(BUILD, "kestrelyne")
+FARM = os.path.join(BUILD, "Benchmarks", "meterfarm")
+METERS, FIRST_PORT = 64, 16200
+
+
+def free_port():
+    with socket.socket() as probe:
+        probe.bind(("127.0.0.1", 0))
+        return probe.getsockname()[1]
+
+
+def wait_port(port, seconds=10):
+    end = time.monotonic() + seconds
+    while time.monotonic() < end:
+        try:
+            with socket.create_connection(("127.0.0.1", port), timeout=1):
+                return
+        except OSError:
+            time.sleep(0.005)
+    raise SystemExit("nobody listens on %d" % port)
+
+
+def cpu_seconds(pid):
+    fields = open("/proc/%d/stat" % pid).read().rsplit(")", 1)[1].split()
+    return (int(fields[11]) + int(fields[12])) / TICKS
+
+
+def resident_mb(pid):
+    return int(re.search(r"VmRSS:\s+(\d+)", open("/proc/%d/status" % pid).read()).group(1)) / 1000
+
+
+def switches(pid):
+    total = 0
+    for task in os.listdir("/proc/%d/task" % pid):
+        text = open("/proc/%d/task/%s/status" % (pid, task)).read()
+        total += sum(int(n) for n in re.findall(r"ctxt_switches:\s+(\d+)", text))
+    return total
+
+
+def get(port, path):
+    with urllib.request.urlopen("http://127.0.0.1:%d%s" % (port, path), timeout=10) as answer:
+        return answer.read()
+
+
+class Running:
+    def __init__(self, words, folder=None):
+        self.process = subprocess.Popen(words, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, cwd=folder)
+        self.pid = self.process.pid
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        self.process.send_signal(signal.SIGTERM)
+        try:
+            self.process.wait(5)
+        except subprocess.TimeoutExpired:
+            self.process.kill()
+
+
+def program(folder, port, *words):
+    return Running([PROGRAM, "run", "--data", folder, "--web", "--no-lan", "--port", str(port), *words])
+
+
+def status(folder):
+    return json.loads(subprocess.run([PROGRAM, "status", "--json", "--data", folder], capture_output=True, text=True, check=True).stdout)
+
+
+def store_meters(folder):
+    devices = [
+        {"id": str(uuid.uuid4()).upper(), "name": "Meter %02d" % n, "kind": "Modbus TCP (Ethernet)", "host": "127.0.0.1", "port": FIRST_PORT + n, "pollInterval": 0.1, "autoConnect": True}
+        for n in range(METERS)
+    ]
+    subprocess.run([PROGRAM, "settings", "set", "devices.v1", "-", "--type", "json", "--data", folder], input=json.dumps(devices), text=True, check=True, stderr=subprocess.DEVNULL)
+
+
+def load():
+    print("## 64 meters, ten readings a second")
+    with tempfile.TemporaryDirectory() as folder, Running([FARM, str(FIRST_PORT), str(METERS)]):
+        wait_port(FIRST_PORT + METERS - 1)
+        store_meters(folder)
+        port = free_port()
+        with program(folder, port) as running:
+            wait_port(port)
+            time.sleep(3)
+            readings = lambda: [meter["readings"] for meter in status(folder)["meters"]]
+            before, cpu, turned, begun = readings(), cpu_seconds(running.pid), switches(running.pid), time.monotonic()
+            time.sleep(60)
+            cpu, turned, after, took = cpu_seconds(running.pid) - cpu, switches(running.pid) - turned, readings(), time.monotonic() - begun
+            done = [b - a for a, b in zip(before, after)]
+            cycles = sum(done)
+            print("cycles %d in %.1f s, fewest of one meter %d of %d; CPU %.1f %% of one core; %.1f thread switches a cycle; resident %.0f MB" % (cycles, took, min(done), int(took * 10), cpu / took * 100, turned / cycles, resident_mb(running.pid)))
+            times, failed = [], []
+
+            def ask(due):
+                time.sleep(max(0, due - time.monotonic()))
+                sent = time.monotonic()
+                try:
+                    get(port, "/api/power")
+                    times.append(time.monotonic() - sent)
+                except OSError as error:
+                    failed.append(error)
+
+            start = time.monotonic() + 0.2
+            workers = [threading.Thread(target=lambda k=k: [ask(start + i / 50) for i in range(k, 1000, 8)]) for k in range(8)]
+            for worker in workers:
+                worker.start()
+            for worker in workers:
+                worker.join()
+            times.sort()
+            print("/api/power, 50 a second for 20 s under that load: median %.1f ms, 99th percentile %.1f ms, longest %.1f ms, failed %d" % (statistics.median(times) * 1000, times[int(len(times) * 0.99)] * 1000, times[-1] * 1000, len(failed)))
+            loop = status(folder)["loop"]
+            print("main thread: longest turn %.1f ms; turns below %s ms and longer: %s" % (loop["longestMs"], loop["limitsMs"], loop["turns"]))
+
+
+NGINX = """worker_processes 1; pid %(folder)s/nginx.pid; error_log /dev/null; daemon off;
+events { worker_connections 1024; }
+http { access_log off; keepalive_timeout 0; client_body_temp_path %(folder)s/b; proxy_temp_path %(folder)s/p; fastcgi_temp_path %(folder)s/f;
+uwsgi_temp_path %(folder)s/u; scgi_temp_path %(folder)s/s; server { listen 127.0.0.1:%(port)d; root %(folder)s/web; } }
+"""
+
+
+def wrk(port):
+    out = subprocess.run(["wrk", "-t1", "-c32", "-d5s", "-H", "Connection: close", "http://127.0.0.1:%d/file.js" % port], capture_output=True, text=True, check=True).stdout
+    errors = re.search(r"Socket errors:.*", out)
+    return float(re.search(r"Requests/sec:\s+([\d.]+)", out).group(1)), errors.group(0) if errors else ""
+
+
+def http():
+    print("## a static file of 20 kB, 32 connections, Connection: close")
+    for tool in ("nginx", "wrk"):
+        if not shutil.which(tool) and not os.path.exists("/usr/sbin/" + tool):
+            raise SystemExit(tool + " is missing: scripts/setup --bench")
+    with tempfile.TemporaryDirectory() as folder:
+        os.chmod(folder, 0o755)
+        os.mkdir(folder + "/web")
+        with open(folder + "/web/file.js", "wb") as file:
+            file.write(os.urandom(20000))
+        os.environ["KESTRELYNE_WEB_ROOT"] = folder + "/web"
+        nginx_port, port = free_port(), free_port()
+        with open(folder + "/nginx.conf", "w") as file:
+            file.write(NGINX % {"folder": folder, "port": nginx_port})
+        with Running(["/usr/sbin/nginx", "-c", folder + "/nginx.conf"]), program(folder + "/data", port):
+            wait_port(nginx_port)
+            wait_port(port)
+            ratios = []
+            for turn in range(3):
+                theirs, their_errors = wrk(nginx_port)
+                ours, our_errors = wrk(port)
+                ratios.append(ours / theirs)
+                print("turn %d: nginx %.0f/s %s, ours %.0f/s %s, ratio %.2f" % (turn + 1, theirs, their_errors, ours, our_errors, ours / theirs))
+            print("ratio, median of three: %.2f" % statistics.median(ratios))
+        del os.environ["KESTRELYNE_WEB_ROOT"]
+
+
+def idle():
+    print("## the demo with one simulated meter, a minute at rest")
+    port = free_port()
+    with Running([PROGRAM, "run", "--demo", "--no-lan", "--port", str(port)]) as running:
+        wait_port(port)
+        time.sleep(3)
+        cpu = cpu_seconds(running.pid)
+        time.sleep(60)
+        print("resident %.1f MB, CPU %.2f %% of one core" % (resident_mb(running.pid), (cpu_seconds(running.pid) - cpu) / 60 * 100))
+
+
+def start():
+    print("## from start to the first answer")
+    times = []
+    for _ in range(5):
+        with tempfile.TemporaryDirectory() as folder:
+            port, begun = free_port(), time.monotonic()
+            with program(folder, port):
+                wait_port(port)
+                get(port, "/api/info")
+                times.append((time.monotonic() - begun) * 1000)
+    print("median %.0f ms of %s" % (statistics.median(times), ", ".join("%.0f" % t for t in times)))
+
+
+if __name__ == "__main__":
+    chosen = sys.argv[2:] or ["load", "http", "idle", "start"]
+    for name in chosen:
+        {"load": load, "http": http, "idle": idle, "start": start}[name]()

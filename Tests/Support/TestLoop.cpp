@@ -22,6 +22,14 @@ void TestLoop::advance(base::Seconds time) {
 }
 
 bool TestLoop::runUntil(const std::function<bool()>& predicate, base::Seconds realLimit) {
+    return run(predicate, realLimit, realLimit);
+}
+
+bool TestLoop::runUntilSeen(const std::function<bool()>& predicate, base::Seconds realLimit) {
+    return run(predicate, realLimit, base::Seconds(0.005));
+}
+
+bool TestLoop::run(const std::function<bool()>& predicate, base::Seconds realLimit, base::Seconds lookEvery) {
     const auto& real = base::SystemClock::shared();
     const auto end = real.steadyNow() + base::nanoseconds(realLimit);
     const bool timersInRealTime = &loop_.clock() != &fakeClock_;
@@ -31,7 +39,7 @@ bool TestLoop::runUntil(const std::function<bool()>& predicate, base::Seconds re
             if (!loop_.turn()) break;
         }
         if (predicate()) return true;
-        auto wakeTime = end;
+        auto wakeTime = std::min(end, real.steadyNow() + base::nanoseconds(lookEvery));
         if (const auto next = loop_.nextTimer(); next && timersInRealTime) wakeTime = std::min(wakeTime, *next);
         base::Lock lock(mutex_);
         while (!woken_)

@@ -26,8 +26,11 @@ public:
     /// Runs turns until the predicate holds, waiting really for what other threads post (and, with a real clock, for timers).
     /// False when it does not hold after `realLimit` of real time.
     [[nodiscard]] bool runUntil(const std::function<bool()>& predicate, base::Seconds realLimit = base::Seconds(5));
+    /// The same for what nobody posts about (a socket's far end, a file, another thread): looks anew every few milliseconds.
+    [[nodiscard]] bool runUntilSeen(const std::function<bool()>& predicate, base::Seconds realLimit = base::Seconds(5));
 
 private:
+    [[nodiscard]] bool run(const std::function<bool()>& predicate, base::Seconds realLimit, base::Seconds lookEvery);
     void wake() override;
     void arm(std::optional<base::SteadyTime>) override {}  // every wait asks for the next timer itself
 

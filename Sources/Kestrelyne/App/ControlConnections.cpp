@@ -150,20 +150,23 @@ void ControlServer::Connections::proceed(Clients::iterator client) {
 
 void ControlServer::Connections::send(Clients::iterator client) {
     auto& state = client->second;
-    while (!state.unsent.empty()) {
-        const auto sent = ::send(state.socket.get(), state.unsent.data(), state.unsent.size(), MSG_NOSIGNAL);
-        if (sent < 0 && errno == EINTR) continue;
-        if (sent < 0 && errno == EAGAIN) {
+    while (state.sent < state.unsent.size()) {
+        const auto taken =
+            ::send(state.socket.get(), state.unsent.data() + state.sent, state.unsent.size() - state.sent, MSG_NOSIGNAL);
+        if (taken < 0 && errno == EINTR) continue;
+        if (taken < 0 && errno == EAGAIN) {
             resume(client);
             return;
         }
-        if (sent < 0) {
+        if (taken < 0) {
             clients_.erase(client);
             return;
         }
-        state.unsent.erase(0, static_cast<std::size_t>(sent));
+        state.sent += static_cast<std::size_t>(taken);
         restartSilence(client);
     }
+    state.unsent = {};
+    state.sent = 0;
     if (state.closing)
         clients_.erase(client);
     else

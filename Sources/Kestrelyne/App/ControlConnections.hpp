@@ -33,6 +33,7 @@ private:
         bool ended = false;    // it has closed its sending side
         bool closing = false;  // as soon as everything is sent
         std::string unsent{};
+        std::size_t sent = 0;  // of `unsent`
         base::SerialQueue::Source source{};
         base::SerialQueue::Timer silence{};
     };

@@ -72,6 +72,13 @@ class ControlServerTest : public testing::Test {
 protected:
     static base::Co<json> echo(json request) { co_return request["text"]; }
 
+    /// Looks every few milliseconds, as nothing in this process tells what a socket has received.
+    [[nodiscard]] bool turnUntil(const std::function<bool()>& predicate, base::Seconds limit = 5s) {
+        const auto end = std::chrono::steady_clock::now() + limit;
+        while (!loop_.runUntilSeen(predicate, 2ms))
+            if (std::chrono::steady_clock::now() > end) return false;
+        return true;
+    }
     void start(ControlServer::Limits limits = {}) {
         server_ = std::make_unique<ControlServer>(limits);
         server_->add("echo", echo);
@@ -96,11 +103,11 @@ protected:
     /// Asks from another thread, as another process would, while the loop turns.
     json ask(const json& request) {
         auto answer = std::async(std::launch::async, [this, request] { return ControlClient(path_.path).request(request, 5s); });
-        EXPECT_TRUE(loop_.runUntil([&] { return answer.wait_for(0s) == std::future_status::ready; }));
+        EXPECT_TRUE(turnUntil([&] { return answer.wait_for(0s) == std::future_status::ready; }));
         return answer.get();
     }
     [[nodiscard]] bool receives(RawClient& client, const std::string& text) {
-        return loop_.runUntil([&] { return client.received().find(text) != std::string::npos; });
+        return turnUntil([&] { return client.received().find(text) != std::string::npos; });
     }
     void stop() {
         server_.reset();
@@ -144,7 +151,7 @@ TEST_F(ControlServerTest, OneConnectionAsksOneAfterTheOther) {
     start();
     RawClient client(path_.path);
     client.send("{\"verb\":\"echo\",\"text\":1}\r\n\n{\"verb\":\"wait\"}\nrubbish\n{\"verb\":\"echo\",\"text\":2}\n");
-    ASSERT_TRUE(loop_.runUntil([&] { return waitingNow_ == 1; }));
+    ASSERT_TRUE(turnUntil([&] { return waitingNow_ == 1; }));
     EXPECT_EQ(client.received(), "{\"result\":1}\n") << "the second is not answered yet, so no later one is";
     release_.complete({});
     ASSERT_TRUE(receives(client, "{\"result\":2}\n"));
@@ -156,7 +163,7 @@ TEST_F(ControlServerTest, AVerbThatWaitsHoldsUpNobodyElse) {
     start();
     RawClient client(path_.path);
     client.send("{\"verb\":\"wait\"}\n");
-    ASSERT_TRUE(loop_.runUntil([&] { return waitingNow_ == 1; }));
+    ASSERT_TRUE(turnUntil([&] { return waitingNow_ == 1; }));
     EXPECT_EQ(ask({{"verb", "echo"}, {"text", "x"}}), "x");
     release_.complete({});
     EXPECT_TRUE(receives(client, "fertig"));
@@ -167,7 +174,7 @@ TEST_F(ControlServerTest, AnswersAClientThatHasFinishedSending) {
     RawClient client(path_.path);
     client.send("{\"verb\":\"echo\",\"text\":1}\n{\"verb\":\"echo\",\"text\":2}\n");
     shutdown(client.get(), SHUT_WR);
-    ASSERT_TRUE(loop_.runUntil([&] { return client.closed(); }));
+    ASSERT_TRUE(turnUntil([&] { return client.closed(); }));
     EXPECT_EQ(client.received(), "{\"result\":1}\n{\"result\":2}\n");
 }
 
@@ -178,7 +185,7 @@ TEST_F(ControlServerTest, AClientThatLeavesInTheMiddleDoesNoHarm) {
         half.send("{\"verb\":\"ec");
         RawClient waiting(path_.path);
         waiting.send("{\"verb\":\"wait\"}\n");
-        ASSERT_TRUE(loop_.runUntil([&] { return waitingNow_ == 1; }));
+        ASSERT_TRUE(turnUntil([&] { return waitingNow_ == 1; }));
     }
     release_.complete({});
     EXPECT_EQ(ask({{"verb", "echo"}, {"text", "x"}}), "x");
@@ -188,7 +195,7 @@ TEST_F(ControlServerTest, ALineBeyondTheLimitEndsItsConnection) {
     start({.lineBytes = 100});
     RawClient client(path_.path);
     client.send("{\"verb\":\"echo\",\"text\":\"" + std::string(100, 'x') + "\"}\n");
-    ASSERT_TRUE(loop_.runUntil([&] { return client.closed(); }));
+    ASSERT_TRUE(turnUntil([&] { return client.closed(); }));
     EXPECT_NE(client.received().find("zu lang"), std::string::npos) << client.received();
     EXPECT_EQ(ask({{"verb", "echo"}, {"text", "x"}}), "x");
 }
@@ -205,7 +212,7 @@ TEST_F(ControlServerTest, AClientThatNeverReadsIsClosedAndReachesNobodyElse) {
     client.send("{\"verb\":\"large\",\"size\":4000000}\n");
     EXPECT_EQ(ask({{"verb", "echo"}, {"text", "x"}}), "x");
     // Its socket is full and stays so; after the silence the server hangs up.
-    ASSERT_TRUE(loop_.runUntil([&] {
+    ASSERT_TRUE(turnUntil([&] {
         pollfd entry{.fd = client.get(), .events = 0, .revents = 0};
         return poll(&entry, 1, 10) == 1 && (entry.revents & POLLHUP) != 0;
     }));
@@ -221,7 +228,7 @@ TEST_F(ControlServerTest, ASilentClientIsClosedButNotOneThatWaits) {
     start({.silence = 0.1s});
     RawClient waiting(path_.path), silent(path_.path);
     waiting.send("{\"verb\":\"wait\"}\n");
-    ASSERT_TRUE(loop_.runUntil([&] { return silent.closed() && waitingNow_ == 1; }));
+    ASSERT_TRUE(turnUntil([&] { return silent.closed() && waitingNow_ == 1; }));
     std::this_thread::sleep_for(200ms);  // twice the silence
     loop_.runTurns();
     EXPECT_FALSE(waiting.closed());
@@ -232,15 +239,15 @@ TEST_F(ControlServerTest, ASilentClientIsClosedButNotOneThatWaits) {
 TEST_F(ControlServerTest, OneClientTooManyIsToldSo) {
     start({.clients = 3});
     RawClient first(path_.path), second(path_.path), third(path_.path), fourth(path_.path);
-    ASSERT_TRUE(loop_.runUntil([&] { return fourth.closed(); }));
+    ASSERT_TRUE(turnUntil([&] { return fourth.closed(); }));
     EXPECT_NE(fourth.received().find("Zu viele Verbindungen"), std::string::npos);
     EXPECT_FALSE(first.closed());
     shutdown(first.get(), SHUT_RDWR);
-    ASSERT_TRUE(loop_.runUntil([&] { return first.closed(); }));
-    EXPECT_TRUE(loop_.runUntil([&] {
+    ASSERT_TRUE(turnUntil([&] { return first.closed(); }));
+    EXPECT_TRUE(turnUntil([&] {
         RawClient next(path_.path);
         next.send("{\"verb\":\"echo\",\"text\":7}\n");
-        return loop_.runUntil([&] { return next.closed() || next.received() == "{\"result\":7}\n"; }) &&
+        return turnUntil([&] { return next.closed() || next.received() == "{\"result\":7}\n"; }) &&
                next.received() == "{\"result\":7}\n";
     }));
 }
@@ -277,7 +284,7 @@ TEST_F(ControlServerTest, SurvivesRunningOutOfDescriptors) {
     const std::string_view request = "{\"verb\":\"echo\",\"text\":2}\n";
     ASSERT_EQ(send(late.get(), request.data(), request.size(), 0), ssize_t(request.size()));
     char piece[100];
-    ASSERT_TRUE(loop_.runUntil([&] { return recv(late.get(), piece, sizeof piece, MSG_DONTWAIT) > 0; }));
+    ASSERT_TRUE(turnUntil([&] { return recv(late.get(), piece, sizeof piece, MSG_DONTWAIT) > 0; }));
 }
 
 TEST_F(ControlServerTest, TheSocketIsPrivateOrForTheGroupWhateverTheUmask) {
@@ -332,7 +339,7 @@ TEST_F(ControlServerTest, EndsWithRequestsUnderWay) {
     start();
     RawClient client(path_.path);
     client.send("{\"verb\":\"wait\"}\n");
-    ASSERT_TRUE(loop_.runUntil([&] { return waitingNow_ == 1; }));
+    ASSERT_TRUE(turnUntil([&] { return waitingNow_ == 1; }));
     stop();
     release_.complete({});
     loop_.runTurns();
@@ -352,7 +359,7 @@ TEST_F(ControlServerTest, ManyClientsAtOnceGetTheirOwnAnswers) {
                 if (client.request({{"verb", "echo"}, {"text", c * 1000 + i}}, 10s) == c * 1000 + i) ++right;
             ++ended;
         });
-    EXPECT_TRUE(loop_.runUntil([&] { return ended == clients; }, 10s));
+    EXPECT_TRUE(turnUntil([&] { return ended == clients; }, 10s));
     for (auto& thread : threads) thread.join();
     EXPECT_EQ(right, clients * requests);
 }

@@ -56,6 +56,7 @@ TEST_F(InstanceLockTest, EndsWithItsProcessHoweverThatEnds) {
     int ready[2];
     ASSERT_EQ(pipe(ready), 0);
     const auto child = fork();
+    ASSERT_GE(child, 0);
     if (child == 0) {
         const InstanceLock lock(folders_, "/x");
         [[maybe_unused]] const auto written = write(ready[1], "x", 1);

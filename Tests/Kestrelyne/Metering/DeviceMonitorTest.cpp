@@ -159,7 +159,7 @@ TEST_F(DeviceMonitorTest, StopDuringAReadAppliesNothingAfterwards) {
     EXPECT_EQ(monitor.status()->kind, Kind::idle);
     EXPECT_FALSE(monitor.isRunning());
     meter->release();
-    ASSERT_TRUE(loop.runUntil([&] { return meter->closed() == 1; }));
+    ASSERT_TRUE(loop.runUntilSeen([&] { return meter->closed() == 1; }));
     loop.advance(base::Seconds(5));
     loop.runTurns();
     EXPECT_EQ(*monitor.okCount(), 0);

@@ -2,6 +2,7 @@
 #include <signal.h>
 
 #include <cstdio>
+#include <cstdlib>
 #include <iostream>
 
 #include "CommandLine.hpp"
@@ -42,5 +43,7 @@ int main(int count, char** words) {
     const auto code = carryOut(std::get<CommandLine>(parsed));
     std::cout.flush();
     // What was asked for and could not be written was not done.
-    return static_cast<int>(code == ExitCode::done && !std::cout ? ExitCode::failed : code);
+    const auto outcome = code == ExitCode::done && !std::cout ? ExitCode::failed : code;
+    // Threads may still be inside calls that block; nothing waits for them.
+    std::_Exit(static_cast<int>(outcome));
 }

@@ -138,7 +138,7 @@ TEST_F(SettingsCommand, AnotherToolReadsTheExport) {
     const auto file = home_ / "x.plist";
     ASSERT_EQ(settings({"export", file}).code, 0);
     const auto python = base::runChild("/usr/bin/env",
-                                       {"python3", "-c",
+                                       {"/usr/bin/python3", "-c",
                                         "import plistlib,sys; d=plistlib.load(open(sys.argv[1],'rb')); "
                                         "print(sorted(d.items(), key=lambda i: i[0]))",
                                         file},

@@ -34,9 +34,12 @@ bool TestLoop::run(const std::function<bool()>& predicate, base::Seconds realLim
     const auto end = real.steadyNow() + base::nanoseconds(realLimit);
     const bool timersInRealTime = &loop_.clock() != &fakeClock_;
     for (;;) {
-        while (!predicate()) {
+        // Asked anew only after it has said no: a predicate may take something away when it says yes.
+        bool more = true;
+        while (more) {
+            if (predicate()) return true;
             if (real.steadyNow() >= end) return false;
-            if (!loop_.turn()) break;
+            more = loop_.turn();
         }
         if (predicate()) return true;
         auto wakeTime = std::min(end, real.steadyNow() + base::nanoseconds(lookEvery));

@@ -1,4 +1,4 @@
-"""What the whole program costs, measured from outside: endtoend.py BUILD_FOLDER [load] [http] [idle] [start], all when none is named.
+"""What the whole program costs, measured from outside: endtoend.py BUILD_FOLDER [load] [http] [idle] [start] [soak]; all but soak when none is named.
 
 Everything runs on the loopback address of this machine; the meters and the judges (nginx, wrk) are processes of their own, and only the
 program's own times are counted. Bounded: about two and a half minutes in all.
@@ -186,6 +186,19 @@ def idle():
         print("resident %.1f MB, CPU %.2f %% of one core" % (resident_mb(running.pid), (cpu_seconds(running.pid) - cpu) / 60 * 100))
 
 
+def soak():
+    print("## 64 meters, ten readings a second, until the histories are full and beyond (eight minutes)")
+    with tempfile.TemporaryDirectory() as folder, Running([FARM, str(FIRST_PORT), str(METERS)]):
+        wait_port(FIRST_PORT + METERS - 1)
+        store_meters(folder)
+        port = free_port()
+        with program(folder, port) as running:
+            wait_port(port)
+            for minute in range(8):
+                time.sleep(60)
+                print("minute %d: resident %.0f MB, fewest readings of one meter %d" % (minute + 1, resident_mb(running.pid), min(meter["readings"] for meter in status(folder)["meters"])), flush=True)
+
+
 def start():
     print("## from start to the first answer")
     times = []
@@ -202,4 +215,4 @@ def start():
 if __name__ == "__main__":
     chosen = sys.argv[2:] or ["load", "http", "idle", "start"]
     for name in chosen:
-        {"load": load, "http": http, "idle": idle, "start": start}[name]()
+        {"load": load, "http": http, "idle": idle, "start": start, "soak": soak}[name]()

@@ -20,6 +20,8 @@ def check(condition, what):
 with peer.temporary_folder() as folder:
     port = peer.free_port()
     peer.set_key(folder, "devices.v1", [peer.meter(IDENTIFIER, port)])
+    rule = {"id": "E621E1F8-C36C-495A-93FC-0C247A3E6E60", "enabled": True, "address": 19000, "condition": "größer als", "threshold": 253, "hysteresis": 2, "delay": 0.3, "severity": "Alarm", "notify": True, "sound": True, "note": "", "displayScale": 1}
+    peer.set_key(folder, "alarms." + IDENTIFIER, {"rules": [rule], "commLossEnabled": True, "commLossDelay": 1})
     with peer.Child([sys.executable, pymodbus_server.__file__, str(port)]):
         peer.wait_for("pymodbus", lambda: peer.port_open(port))
         with peer.Capture(folder, port) as capture, peer.Program(folder) as program:
@@ -49,6 +51,11 @@ with peer.temporary_folder() as folder:
             crest = group_rows(detail, "Crest-Faktor")
             check(crest[0]["value"] != "–", "the block behind a refused one is read")
             check(all(point == value(19026) for point in detail["trendP"]), "the trend holds what was read")
+            summary = "Spannung L-N L1 > 253,0 V"
+            peer.wait_for("the alarm", lambda: program.get("/api/power")["devices"][0]["alarms"])
+            check(program.get("/api/power")["devices"][0]["alarms"] == [{"text": summary, "severity": "alarm"}], "a violated rule is an active alarm")
+            newest = program.get("/api/events")["events"][0]
+            check((newest["source"], newest["level"], newest["text"]) == ("Prüfling", "alarm", summary + " – aktuell 2375 V"), "and the newest event")
         requests = capture.fields("mbtcp && tcp.dstport==%d" % port, "modbus.func_code", "modbus.reference_num")
         check(len(requests) >= 8, "tshark dissects %d requests" % len(requests))
         check(capture.fields("_ws.malformed && tcp.dstport==%d" % port, "frame.number") == [], "no request is malformed")
@@ -59,6 +66,11 @@ with peer.temporary_folder() as folder:
     with peer.Program(folder) as program:
         path = "/api/device/" + IDENTIFIER
         peer.wait_for("the error", lambda: program.get(path)["status"].startswith("Fehler: Verbindung fehlgeschlagen: "))
+        lost = {"text": "Kommunikationsausfall", "severity": "alarm"}
+        peer.wait_for("the loss of communication", lambda: lost in program.get("/api/power")["devices"][0]["alarms"])
         with peer.Child([sys.executable, pymodbus_server.__file__, str(port)]):
             peer.wait_for("the return of the meter", lambda: program.get(path)["status"] == "verbunden")
             check(True, "a meter that comes back is polled again by itself")
+            texts = [event["text"] for event in program.get("/api/events")["events"]]
+            check("Behoben: Kommunikation wiederhergestellt" in texts, "its return is an event")
+            check("Kommunikationsausfall – keine Antwort seit 1 s" in texts, "so was its loss")

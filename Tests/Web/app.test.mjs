@@ -94,6 +94,20 @@ if (programURL) {
       browser = await openBrowser();
     });
     after(() => browser.close());
+
+    // The meter's frequency is above the limit of its rule from the first reading on.
+    test("an alarm of the program appears on the first screen, among the events and on the wall", async () => {
+      const page = await browser.page();
+      for (const path of ["/#/", "/#/events", "/foh"]) {
+        await page.goto(`${programURL}${path}`);
+        await page.getByText(/Netz Frequenz > 40,000 Hz/).first().waitFor();
+      }
+      await page.goto(`${programURL}/#/`);
+      await page.getByText("1 Alarm").first().waitFor();
+      assert.deepEqual(page.complaints, []);
+      await page.close();
+    });
+
     everywhere(() => ({ url: programURL, pin: process.env.KESTRELYNE_TEST_PIN ?? "", page: (options) => browser.page(options) }));
   });
 } else {

@@ -6,7 +6,6 @@
 #include <iostream>
 #include <memory>
 
-#include "Base/JSONFields.hpp"
 #include "Commands.hpp"
 #include "DemoFolder.hpp"
 #include "EndSignals.hpp"
@@ -16,7 +15,6 @@
 #include "Kestrelyne/App/ControlVerbs.hpp"
 #include "Kestrelyne/App/InstanceLock.hpp"
 #include "Kestrelyne/App/ServiceNotice.hpp"
-#include "Kestrelyne/App/WebFields.hpp"
 #include "RunningProgram.hpp"
 #include "Say.hpp"
 
@@ -29,17 +27,13 @@ constexpr base::Seconds endLimit{0.95};  // from the first signal, whatever bloc
 constexpr std::size_t demoPINDigits = 6;
 
 /// Changes the stored web settings as the command line says.
-void applyWords(const RunWords& words, SettingsStore& settings) {
-    const auto old = storedWebConfig(settings.value(webConfigKey));
-    auto config = old;
+void applyWords(const RunWords& words, WebServer& web) {
+    auto config = *web.config();
     if (words.web) config.enabled = *words.web;
     if (words.lan) config.allowLAN = *words.lan;
     if (words.port) config.port = *words.port;
     if (words.pin) config.pin = *words.pin;
-    if (config == old) return;
-    settings.setBlob(webConfigKey, base::dump(config.toJSON()));
-    // A new PIN logs every device out.
-    if (config.pin != old.pin) settings.setBlob(webSessionsKey, "[]");
+    if (config != *web.config()) web.setConfig(std::move(config));
 }
 
 /// What the demo adds to what was typed. The port is told when it had to move.
@@ -63,34 +57,39 @@ base::Co<base::Done> flushed(base::StoreWriter& writer) {
 /// The program from its locks to its end.
 class Program {
 public:
-    Program(const Folders& folders, const ControlPath& socket, RunWords words, std::shared_ptr<DemoFolder> demo)
-        : folders_(folders),
-          words_(std::move(words)),
-          demo_(std::move(demo)),
-          lock_(folders, socket.path),
-          settings_(openSettings(), writer_) {
-        applyWords(words_, settings_);
-        app_.emplace(loop_.loop(), settings_, writer_,
+    Program(const Folders& folders, const ControlPath& socket, RunWords words, std::shared_ptr<DemoFolder> demo,
+            EndSignals& signals)
+        : folders_(folders), words_(std::move(words)), demo_(std::move(demo)) {
+        // First of all: the locks and the store may have to wait for other programs.
+        watch(signals);
+        lock_.emplace(folders, socket.path);
+        settings_.emplace(openSettings(), writer_);
+        app_.emplace(loop_.loop(), *settings_, writer_,
                      ApplicationOptions{
                          .dataFolder = folders.data, .webRoot = webRoot(processEnvironment(), ownBinary()), .demo = words_.demo});
-        addControlVerbs(control_, *app_, settings_, writer_);
+        applyWords(words_, app_->web());
+        addControlVerbs(control_, *app_, *settings_, writer_);
         control_.start(socket);
     }
 
     /// Ends with the process.
-    [[noreturn]] void run(EndSignals& signals) {
-        auto end = [this] { ending_ = base::Task("the end of the program", this->end()); };
-        const auto folder = demo_ ? demo_->path() : std::filesystem::path();
-        signals.watch([inbox = loop_.loop().inbox(), end] { inbox->post(end); }, endLimit,
-                      [folder](bool again) { leave(again ? ExitCode::failed : ExitCode::done, folder); });
+    [[noreturn]] void run() {
         app_->start();
         // Behind whatever the listeners have to tell by then.
         loop_.loop().post([this] { tellReady(); });
         loop_.run();
-        leave(ExitCode::done, folder);
+        leave(ExitCode::done, demoPath());
     }
 
 private:
+    void watch(EndSignals& signals) {
+        auto end = [this] { ending_ = base::Task("the end of the program", this->end()); };
+        signals.watch([inbox = loop_.loop().inbox(), end] { inbox->post(end); }, endLimit,
+                      [folder = demoPath()](bool again) { leave(again ? ExitCode::failed : ExitCode::done, folder); });
+    }
+
+    std::filesystem::path demoPath() const { return demo_ ? demo_->path() : std::filesystem::path(); }
+
     std::unique_ptr<SettingsFile> openSettings() {
         auto file = std::make_unique<SettingsFile>(folders_.settingsFile());
         if (const auto& moved = file->movedAside())
@@ -129,20 +128,19 @@ private:
         loop_.quit(0);
     }
 
-    /// Nothing waits for a call that blocks: no destructor runs.
+    /// Nothing waits for a call that blocks: no destructor runs, and no stream is flushed that a reader may hold up.
     [[noreturn]] static void leave(ExitCode code, const std::filesystem::path& demo) {
         if (!demo.empty()) DemoFolder::remove(demo);
-        std::fflush(nullptr);
         std::_Exit(static_cast<int>(code));
     }
 
     const Folders folders_;
     const RunWords words_;
     const std::shared_ptr<DemoFolder> demo_;
-    InstanceLock lock_;
     base::HeadlessLoop loop_;
+    std::optional<InstanceLock> lock_;
     base::StoreWriter writer_;
-    SettingsStore settings_;
+    std::optional<SettingsStore> settings_;
     std::optional<KestrelyneApp> app_;
     ControlServer control_;
     base::Task ending_;
@@ -162,7 +160,7 @@ ExitCode runCommand(const Where& where, RunWords words) {
     if (const auto inside = folders.settings / "control.sock"; demo && inside.native().size() <= longestSocketPath)
         socket = {.path = inside};
     try {
-        Program(folders, socket, std::move(words), demo).run(signals);
+        Program(folders, socket, std::move(words), demo, signals).run();
     } catch (const AlreadyRunning& error) {
         throw ControlError(error.what(), ExitCode::alreadyRunning);
     }

@@ -30,15 +30,21 @@ public:
     explicit QuietWeb(std::unique_ptr<SettingsFile> file)
         : settings_(std::move(file), writer_), web_({.settings = settings_, .pool = pool_, .webRoot = {}}) {}
 
-    /// Its state, after Tailscale was asked and, with a value, switched.
-    JSON state(std::optional<bool> tailscale) {
-        std::exception_ptr failure;
-        const base::Task task("a web command", work(tailscale), [&](std::exception_ptr exception) {
-            failure = exception;
-            loop_.quit(0);
-        });
-        loop_.run();
-        if (failure) std::rethrow_exception(failure);
+    void set(const std::string& field, const std::string& value) {
+        auto config = *web_.config();
+        setWebField(config, field, value);
+        web_.setConfig(std::move(config));
+        waitFor(saved());
+    }
+    void logoutAll() {
+        web_.logoutAll();
+        waitFor(saved());
+    }
+    void switchTailscale(bool on) { waitFor(kestrelyne::switchTailscale(web_, on)); }
+
+    /// Its state, after Tailscale was asked.
+    JSON state() {
+        waitFor(askTailscale(web_));
         auto state = webState(web_);
         // What the running program would add.
         if (web_.config()->allowLAN) {
@@ -51,11 +57,22 @@ public:
     }
 
 private:
-    base::Co<> work(std::optional<bool> tailscale) {
-        if (tailscale)
-            co_await switchTailscale(web_, *tailscale);
-        else
-            co_await askTailscale(web_);
+    base::Co<> saved() {
+        co_await writer_.flush();
+        if (settings_.failedWrites() > 0) throw ControlError("Die Änderung ließ sich nicht speichern.");
+    }
+
+    void waitFor(base::Co<> work) {
+        std::exception_ptr failure;
+        const base::Task task("a web command", untilDone(std::move(work)), [&](std::exception_ptr exception) {
+            failure = exception;
+            loop_.quit(0);
+        });
+        loop_.run();
+        if (failure) std::rethrow_exception(failure);
+    }
+    base::Co<> untilDone(base::Co<> work) {
+        co_await std::move(work);
         loop_.quit(0);
     }
 
@@ -119,22 +136,13 @@ void carryOutOnStores(const Where& where, const WebWords& words) {
     if (const auto& moved = file->movedAside())
         say(stderr, "kestrelyne: Die Einstellungen waren beschädigt und liegen jetzt in „{}“.\n", moved->string());
     say(stderr, "Es läuft kein Programm; Einstellungen in „{}“\n", path.string());
-    const SettingBlob noSessions{"[]"};
+    QuietWeb web(std::move(file));
     switch (words.verb) {
-        case WebWords::Verb::set: {
-            auto config = storedWebConfig(file->get(webConfigKey));
-            const auto oldPIN = config.pin;
-            setWebField(config, words.field, valueOf(words));
-            std::map<std::string, SettingValue> changes = {{webConfigKey, SettingBlob{base::dump(config.toJSON())}}};
-            // A new PIN logs every device out.
-            if (config.pin != oldPIN) changes.emplace(webSessionsKey, noSessions);
-            file->setAll(changes);
-            break;
-        }
-        case WebWords::Verb::logoutAll: file->set(webSessionsKey, noSessions); break;
-        case WebWords::Verb::tailscale: QuietWeb(std::move(file)).state(words.on); break;
+        case WebWords::Verb::set: web.set(words.field, valueOf(words)); break;
+        case WebWords::Verb::logoutAll: web.logoutAll(); break;
+        case WebWords::Verb::tailscale: web.switchTailscale(words.on); break;
         case WebWords::Verb::show:
-        case WebWords::Verb::qr: show(words, QuietWeb(std::move(file)).state(std::nullopt)); return;
+        case WebWords::Verb::qr: show(words, web.state()); return;
     }
     say(stderr, "Erledigt und gespeichert.\n");
 }

@@ -157,8 +157,11 @@ std::span<const MeasuredValue> measurements(MeasureGroup group) {
 }
 
 const MeasuredValue* byAddress(int address) {
-    if (const int offset = address - startAddress; offset >= 0 && offset < registerCount)
-        return offset % 2 == 0 ? &table[static_cast<std::size_t>(offset) / 2] : nullptr;
+    // Rules name any address: the smallest must not overflow here.
+    if (address >= startAddress && address < startAddress + registerCount) {
+        const auto offset = static_cast<std::size_t>(address - startAddress);
+        return offset % 2 == 0 ? &table[offset / 2] : nullptr;
+    }
     const auto rows = extended();
     const auto found =
         std::find_if(rows.begin(), rows.end(), [address](const MeasuredValue& row) { return row.address == address; });

@@ -14,6 +14,10 @@ namespace metercore {
 
 namespace {
 
+// Answers to other requests that one call passes over: far more than are ever late, so that a meter that sends nothing else cannot
+// hold its queue for ever.
+constexpr int mostPassedOver = 1000;
+
 // The socket's own time limit shows as EAGAIN.
 ModbusError failureOf(int error) { return error == EAGAIN ? ModbusError::timeout() : ModbusError::connect(base::errnoText(error)); }
 
@@ -92,7 +96,7 @@ void ModbusTCPClient::send(base::Bytes frame) {
 }
 
 std::size_t ModbusTCPClient::receiveAnswer(std::uint16_t transactionID) {
-    for (;;) {
+    for (int passedOver = 0; passedOver <= mostPassedOver; ++passedOver) {
         fill(ModbusFrame::headerSize);
         const auto header = *ModbusFrame::parseHeader(base::Bytes(received_).first(receivedSize_));
         if (!ModbusFrame::lengthIsValid(header)) throw ModbusError::invalidResponse("Länge " + std::to_string(header.length));
@@ -102,6 +106,7 @@ std::size_t ModbusTCPClient::receiveAnswer(std::uint16_t transactionID) {
         // The late answer to a request that has timed out.
         consume(size);
     }
+    throw ModbusError::timeout();
 }
 
 void ModbusTCPClient::fill(std::size_t size) {

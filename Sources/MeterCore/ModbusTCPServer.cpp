@@ -200,6 +200,9 @@ private:
             return ModbusFrame::encodeWriteAnswer(header, write.address, write.value);
         } catch (const ModbusError& error) {
             return ModbusFrame::encodeException(header, function, error.isException() ? error.code() : ModbusFrame::deviceFailure);
+        } catch (const std::exception&) {
+            // Nothing that a device throws may leave the queue.
+            return ModbusFrame::encodeException(header, function, ModbusFrame::deviceFailure);
         }
     }
 

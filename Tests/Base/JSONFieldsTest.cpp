@@ -21,6 +21,21 @@ TEST(JSONFields, NestsSixtyFourLevelsAndNoMore) {
     EXPECT_THROW(base::parseJSON(objects + "1" + std::string(65, '}')), DecodeError);
 }
 
+TEST(JSONFields, BracketsInTextsAreNoLevels) {
+    const auto text = R"({"a":"\"[\\)" + std::string(100, '[') + R"("})";
+    EXPECT_EQ(base::parseJSON(text)["a"].get<std::string>().size(), 103u);
+}
+
+// A body of a megabyte must not hold up the main thread: the time grows with the length alone.
+TEST(JSONFields, ALongListOfObjectsIsReadAtOnce) {
+    constexpr std::size_t count = 200'000;
+    std::string text = "[{}";
+    for (std::size_t i = 1; i < count; ++i) text += ",{}";
+    const auto begun = std::chrono::steady_clock::now();
+    EXPECT_EQ(base::parseJSON(text + "]").size(), count);
+    EXPECT_LT(std::chrono::steady_clock::now() - begun, std::chrono::seconds(10));
+}
+
 TEST(JSONFields, ReadsWholeNumbers) {
     EXPECT_EQ(base::asInteger(JSON(5)), 5);
     EXPECT_EQ(base::asInteger(JSON(5.0)), 5);

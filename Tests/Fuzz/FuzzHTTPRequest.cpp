@@ -26,7 +26,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     KESTRELYNE_REQUIRE(request.method == whole->method && request.path == whole->path && request.query == whole->query &&
                            request.headers == whole->headers && request.body == whole->body && request.remoteIP == whole->remoteIP,
                        "pieces and the whole agree");
-    request.cookies();
+    for (const auto& [name, value] : request.cookies())
+        KESTRELYNE_REQUIRE(request.cookie(name) == value, "one cookie and all agree");
     if (const auto name = kestrelyne::staticFileName(request.path))
         KESTRELYNE_REQUIRE(name->find("..") == std::string::npos, "no name leaves the folder");
     return 0;

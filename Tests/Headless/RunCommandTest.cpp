@@ -1,7 +1,11 @@
 #include <arpa/inet.h>
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <netinet/in.h>
+#include <sqlite3.h>
+#include <sys/file.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
@@ -13,6 +17,7 @@
 #include "Base/File.hpp"
 #include "Base/FileDescriptor.hpp"
 #include "Headless/Binary.hpp"
+#include "Kestrelyne/Remote/LoopbackClient.hpp"
 
 namespace {
 
@@ -74,6 +79,42 @@ TEST_F(RunCommand, EndsWithinASecondWhileADeviceCallBlocks) {
     ASSERT_TRUE(connection) << "the meter is being read";
     EXPECT_THAT(runBinary(home_, {"status"}).output, HasSubstr("verbinde …"));
     endsWithinASecond(*program, SIGTERM);
+}
+
+TEST_F(RunCommand, EndsWithinASecondWhileTheStoreCannotBeWritten) {
+    const auto port = unusedPort();
+    auto program = start({"--web", "--port", std::to_string(port), "--pin", "1"});
+    sqlite3* other = nullptr;
+    ASSERT_EQ(sqlite3_open((home_.settings() / "settings.sqlite").c_str(), &other), SQLITE_OK);
+    ASSERT_EQ(sqlite3_exec(other, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr), SQLITE_OK);
+    // The new session is handed to the writer, which waits for the other program.
+    const auto answer = askServer(static_cast<std::uint16_t>(port),
+                                  "POST /api/login HTTP/1.1\r\nContent-Type: application/json\r\nContent-Length: 11\r\n\r\n"
+                                  R"({"pin":"1"})");
+    EXPECT_EQ(statusOf(answer), 200);
+    endsWithinASecond(*program, SIGTERM);
+    sqlite3_close(other);
+}
+
+TEST_F(RunCommand, EndsWithinASecondWhileItsStartHasToWait) {
+    std::filesystem::create_directories(home_.settings());
+    const base::FileDescriptor folder(open(home_.settings().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    ASSERT_EQ(flock(folder.get(), LOCK_EX), 0) << "as another program that is just opening the store";
+    const auto lock = home_.settings() / "kestrelyne.lock";
+    BinaryRun program(home_, {});
+    while (!std::filesystem::exists(lock)) std::this_thread::sleep_for(5ms);
+    endsWithinASecond(program, SIGTERM);
+    EXPECT_EQ(program.output(), "");
+
+    // The second of two signals does not wait for the time that the first one grants.
+    std::filesystem::remove(lock);
+    BinaryRun again(home_, {});
+    while (!std::filesystem::exists(lock)) std::this_thread::sleep_for(5ms);
+    const auto begun = Clock::now();
+    again.signal(SIGTERM);
+    again.signal(SIGINT);
+    EXPECT_EQ(again.wait(), 1);
+    EXPECT_LT(Clock::now() - begun, 700ms);
 }
 
 TEST_F(RunCommand, ASecondSignalEndsItAtOnce) {
@@ -178,6 +219,53 @@ TEST_F(RunCommand, ATakenPortIsToldAndTheProgramGoesOn) {
     EXPECT_EQ(linesOf(demo.errors()), 1) << demo.errors();
     EXPECT_THAT(demo.errors(), HasSubstr("Port " + port + " ist belegt"));
     EXPECT_THAT(demo.output(), testing::Not(HasSubstr(":" + port + "\n")));
+}
+
+TEST_F(RunCommand, KeysRemovedByHandAreTheDefaultsAtTheNextStart) {
+    ASSERT_EQ(runBinary(home_, {"settings", "set", "devices.v1", R"([{"name":"Bühne","kind":"Demo-Gerät"}])"}).code, 0);
+    ASSERT_EQ(runBinary(home_, {"settings", "set", "web.v1", R"({"port":9000,"pin":"1"})"}).code, 0);
+    auto program = start();
+    EXPECT_THAT(runBinary(home_, {"status"}).output, HasSubstr("Bühne"));
+    EXPECT_THAT(runBinary(home_, {"web", "show"}).output, HasSubstr("http://localhost:9000\n"));
+    endsWithinASecond(*program, SIGTERM);
+    for (const auto* key : {"devices.v1", "web.v1"}) ASSERT_EQ(runBinary(home_, {"settings", "delete", key}).code, 0);
+    program = start();
+    EXPECT_THAT(runBinary(home_, {"status"}).output, HasSubstr("Demo UMG 96RM"));
+    EXPECT_THAT(runBinary(home_, {"web", "show"}).output, HasSubstr("http://localhost:8470\n"));
+    endsWithinASecond(*program, SIGTERM);
+}
+
+TEST_F(RunCommand, TenThousandIdleConnectionsStopNeitherPollingNorAnswers) {
+    constexpr rlim_t idle = 10000, own = 200;
+    rlimit limit{};
+    getrlimit(RLIMIT_NOFILE, &limit);
+    limit.rlim_cur = std::max(limit.rlim_cur, std::min(limit.rlim_max, idle + own));
+    if (limit.rlim_cur < idle + own) GTEST_SKIP() << "this computer allows " << limit.rlim_cur << " open files only";
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);
+    ASSERT_EQ(runBinary(home_, {"settings", "set", "devices.v1",
+                                R"([{"name":"Demo","kind":"Demo-Gerät","pollInterval":0.1,"autoConnect":true}])"})
+                  .code,
+              0);
+    const auto port = static_cast<std::uint16_t>(unusedPort());
+    auto program = start({"--web", "--port", std::to_string(port)});
+    const auto readings = [this] {
+        return json::parse(runBinary(home_, {"status", "--json"}).output)["meters"][0]["readings"].get<int>();
+    };
+    std::vector<LoopbackClient> clients;
+    clients.reserve(idle);
+    for (rlim_t i = 0; i < idle; ++i) {
+        clients.emplace_back(port);
+        if (i % 1000 == 999) EXPECT_EQ(statusOf(askServer(port, "GET /api/power HTTP/1.1\r\n\r\n")), 200) << i;
+    }
+    EXPECT_TRUE(clients.front().ended()) << "the oldest made room";
+    const auto before = readings();
+    const auto end = Clock::now() + 10s;
+    while (readings() < before + 10 && Clock::now() < end) {}
+    EXPECT_GE(readings(), before + 10);
+    const auto status = json::parse(runBinary(home_, {"status", "--json"}).output);
+    EXPECT_EQ(status["meters"][0]["failures"], 0);
+    endsWithinASecond(*program, SIGTERM);
+    EXPECT_EQ(program->errors(), "");
 }
 
 TEST_F(RunCommand, ADamagedStoreIsToldOnStandardErrorAndReplacedByDefaults) {

@@ -1,5 +1,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sqlite3.h>
 
 #include <nlohmann/json.hpp>
 
@@ -105,6 +106,23 @@ TEST_P(WebCommand, SwitchesTailscaleServe) {
 
 INSTANTIATE_TEST_SUITE_P(Where, WebCommand, testing::Bool(),
                          [](const auto& info) { return info.param ? "BesideARunningProgram" : "OnTheStores"; });
+
+TEST(WebCommandOnTheStores, AChangeThatCannotBeStoredSaysSo) {
+    const Home home;
+    ASSERT_EQ(runBinary(home, {"web", "set", "pin", "1"}).code, 0);
+    sqlite3* other = nullptr;
+    ASSERT_EQ(sqlite3_open((home.settings() / "settings.sqlite").c_str(), &other), SQLITE_OK);
+    ASSERT_EQ(sqlite3_exec(other, "CREATE TRIGGER full BEFORE INSERT ON settings BEGIN SELECT RAISE(ABORT, 'full'); END", nullptr,
+                           nullptr, nullptr),
+              SQLITE_OK);
+    sqlite3_close(other);
+    for (const auto& words : std::vector<std::vector<std::string>>{{"web", "set", "pin", "2"}, {"web", "logout-all"}}) {
+        const auto outcome = runBinary(home, words);
+        EXPECT_EQ(outcome.code, 1);
+        EXPECT_THAT(outcome.errors, HasSubstr("Die Änderung ließ sich nicht speichern."));
+        EXPECT_THAT(outcome.errors, testing::Not(HasSubstr("Erledigt")));
+    }
+}
 
 TEST(StatusCommand, NeedsARunningProgram) {
     const Home home;

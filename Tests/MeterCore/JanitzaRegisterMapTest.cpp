@@ -147,6 +147,13 @@ TEST(JanitzaRegisterMap, AnOddLastRegisterIsIgnored) {
     EXPECT_TRUE(JanitzaRegisterMap::decodeBlock({}, 10873).empty());
 }
 
+TEST(JanitzaRegisterMap, FindsNothingOutsideTheTable) {
+    for (const int address :
+         {std::numeric_limits<int>::min(), -1, 0, 800, 18998, 19001, 19121, 19122, 90006, std::numeric_limits<int>::max()})
+        EXPECT_EQ(JanitzaRegisterMap::byAddress(address), nullptr) << address;
+    for (const auto& row : JanitzaRegisterMap::all()) EXPECT_EQ(JanitzaRegisterMap::byAddress(row.address), &row);
+}
+
 TEST(JanitzaRegisterMap, DerivesThePercentages) {
     ValueSet values{{802, 2}, {804, 1}, {806, 200}, {922, 3}, {924, 12}};
     JanitzaRegisterMap::addDerived(values);

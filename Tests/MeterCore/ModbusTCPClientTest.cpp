@@ -121,6 +121,14 @@ TEST(ModbusTCPClient, DropsALateAnswerAndWaitsForTheRightOne) {
     EXPECT_TRUE(client.isConnected());
 }
 
+TEST(ModbusTCPClient, APeerThatAnswersOtherRequestsForEverIsGivenUp) {
+    const auto flood = [](ScriptedPeer::Connection& connection) {
+        connection.read(ModbusFrame::requestSize);
+        for (int i = 0; i < 5000; ++i) connection.send(Octets{0x12, 0x34, 0, 0, 0, 3, unit, 0x83, 2});
+    };
+    EXPECT_EQ(failureOf(flood, 10s), "Zeitüberschreitung – Gerät antwortet nicht");
+}
+
 TEST(ModbusTCPClient, PutsAnAnswerTogetherFromSingleBytes) {
     ScriptedPeer peer({[](ScriptedPeer::Connection& connection) {
         connection.read(ModbusFrame::requestSize);

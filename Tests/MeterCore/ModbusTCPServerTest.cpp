@@ -181,6 +181,27 @@ TEST_F(ModbusTCPServerTest, PassesOnTheDevicesFailure) {
     EXPECT_EQ(failureText(reader), "");
 }
 
+TEST(ModbusTCPServer, WhateverADeviceThrowsBecomesAnAnswer) {
+    struct Broken final : ModbusTransport {
+        std::vector<std::uint16_t> readRegisters(std::uint8_t, std::uint16_t, std::uint16_t) override {
+            throw std::runtime_error("broken");
+        }
+        void writeSingleRegister(std::uint16_t, std::uint16_t) override { throw std::runtime_error("broken"); }
+        void close() override {}
+    };
+    ModbusTCPServer server(0, std::make_shared<Broken>());
+    server.run();
+    ModbusTCPClient client("127.0.0.1", server.port(), 1, 2s);
+    for (int i = 0; i < 2; ++i) {
+        try {
+            client.readRegisters(3, 0, 1);
+            FAIL() << "an answer came";
+        } catch (const ModbusError& error) {
+            EXPECT_EQ(error.description(), "Modbus-Exception 4: Gerätefehler");
+        }
+    }
+}
+
 TEST_F(ModbusTCPServerTest, SilentItReadsAndCountsButNeverAnswers) {
     server.setSilent(true);
     auto reader = client(0.2s);

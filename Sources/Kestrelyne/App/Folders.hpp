@@ -1,5 +1,5 @@
 #pragma once
-// Where the program keeps its things: settings and data folder by the XDG Base Directory Specification, and the web app's files.
+// Where the program keeps its things: settings and data folder by the XDG base directory rules, and the web app's files.
 
 #include <filesystem>
 #include <functional>
@@ -21,7 +21,7 @@ struct Folders {
 
     /// $STATE_DIRECTORY (systemd gives it to a service) counts like below(); otherwise $XDG_CONFIG_HOME/Kestrelyne and
     /// $XDG_DATA_HOME/Kestrelyne with the defaults ~/.config and ~/.local/share. Relative XDG paths are ignored, as the
-    /// specification asks. Throws std::runtime_error with a German text when there is no home folder either.
+    /// rules ask. Throws std::runtime_error with a German text when there is no home folder either.
     static Folders standard(const Environment& environment);
     /// Both trees below one folder: "config" and "data".
     static Folders below(const std::filesystem::path& folder);

@@ -3,7 +3,9 @@
 namespace kestrelyne {
 
 SettingsStore::SettingsStore(std::unique_ptr<SettingsFile> file, base::StoreWriter& writer)
-    : file_(std::move(file)), writer_(&writer), values_(file_->all()) {}
+    : writer_(&writer), values_(file->all()) {
+    writing_->file = std::move(file);
+}
 
 SettingsStore::SettingsStore() = default;
 
@@ -42,24 +44,45 @@ void SettingsStore::setText(const std::string& key, std::string value) { save(ke
 void SettingsStore::remove(const std::string& key) {
     values_.erase(key);
     // Also when it was not here: another program may have written it.
-    write([key](SettingsFile& file) { file.remove(key); });
+    write(key, std::nullopt);
 }
 
 void SettingsStore::save(const std::string& key, SettingValue value) {
     values_.insert_or_assign(key, value);
-    write([key, value = std::move(value)](SettingsFile& file) { file.set(key, value); });
+    write(key, std::move(value));
+}
+
+// On a slow disk a key that changes quickly would fill the queue with values that nobody needs any more: only the newest waits.
+void SettingsStore::write(const std::string& key, std::optional<SettingValue> value) {
+    if (!writer_) return;
+    {
+        base::Lock lock(writing_->mutex);
+        const bool waiting = !writing_->changes.insert_or_assign(key, std::move(value)).second;
+        if (waiting) return;
+    }
+    writer_->write([writing = writing_, key] { writeNewest(*writing, key); });
 }
 
 // A write that fails leaves the old value in the file and the new one in memory; the program goes on.
-void SettingsStore::write(base::Function<void(SettingsFile&)> change) {
-    if (!writer_) return;
-    writer_->write([file = file_, failed = failedWrites_, change = std::move(change)]() mutable {
-        try {
-            change(*file);
-        } catch (const std::exception&) {
-            ++*failed;
-        }
-    });
+void SettingsStore::writeNewest(Writing& writing, const std::string& key) {
+    std::optional<SettingValue> value;
+    {
+        base::Lock lock(writing.mutex);
+        value = std::move(writing.changes.extract(key).mapped());
+    }
+    try {
+        if (value)
+            writing.file->set(key, *value);
+        else
+            writing.file->remove(key);
+    } catch (const std::exception&) {
+        ++writing.failed;
+    }
+}
+
+std::size_t SettingsStore::waitingWrites() const {
+    base::Lock lock(writing_->mutex);
+    return writing_->changes.size();
 }
 
 }  // namespace kestrelyne

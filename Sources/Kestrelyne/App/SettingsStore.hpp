@@ -13,6 +13,7 @@
 #include <variant>
 #include <vector>
 
+#include "Base/Mutex.hpp"
 #include "Base/StoreWriter.hpp"
 
 namespace kestrelyne {
@@ -73,7 +74,10 @@ public:
     std::optional<double> number(const std::string& key) const;
 
     /// How many changes could not be written since the start: nothing else tells of them. Any thread.
-    std::size_t failedWrites() const { return *failedWrites_; }
+    std::size_t failedWrites() const { return writing_->failed; }
+
+    /// Keys whose newest change is not yet in the file. A key waits once, however often it changes meanwhile. Any thread.
+    std::size_t waitingWrites() const;
 
     void setBlob(const std::string& key, std::string bytes);
     void setBoolean(const std::string& key, bool value);
@@ -81,13 +85,20 @@ public:
     void remove(const std::string& key);
 
 private:
+    /// Shared with writes that are still queued.
+    struct Writing {
+        std::unique_ptr<SettingsFile> file;  // writer's thread only, once loaded
+        std::atomic<std::size_t> failed = 0;
+        base::Mutex mutex;
+        std::map<std::string, std::optional<SettingValue>> changes KESTRELYNE_GUARDED_BY(mutex);  // nothing: the key goes
+    };
     void save(const std::string& key, SettingValue value);
-    void write(base::Function<void(SettingsFile&)> change);
+    void write(const std::string& key, std::optional<SettingValue> value);
+    static void writeNewest(Writing& writing, const std::string& key);
 
-    std::shared_ptr<SettingsFile> file_;  // shared with writes that are still queued
+    std::shared_ptr<Writing> writing_ = std::make_shared<Writing>();
     base::StoreWriter* writer_ = nullptr;
     std::map<std::string, SettingValue> values_;
-    std::shared_ptr<std::atomic<std::size_t>> failedWrites_ = std::make_shared<std::atomic<std::size_t>>(0);
 };
 
 }  // namespace kestrelyne

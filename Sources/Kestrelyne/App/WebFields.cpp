@@ -55,11 +55,4 @@ nlohmann::ordered_json webFields(const WebConfig& config) {
     return fields;
 }
 
-WebConfig storedWebConfig(const std::optional<SettingValue>& value) {
-    if (!value) return {};
-    if (const auto* blob = std::get_if<SettingBlob>(&*value)) return WebConfig::fromStored(blob->bytes);
-    if (const auto* text = std::get_if<std::string>(&*value)) return WebConfig::fromStored(*text);
-    return {};
-}
-
 }  // namespace kestrelyne

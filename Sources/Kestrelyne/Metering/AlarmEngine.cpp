@@ -36,6 +36,11 @@ auto decodedOr(const std::optional<std::string>& bytes, Decode decode, decltype(
     }
 }
 
+std::vector<AlarmEvent> newest(std::vector<AlarmEvent> events) {
+    if (events.size() > AlarmEngine::mostEvents) events.resize(AlarmEngine::mostEvents);
+    return events;
+}
+
 // A delay that is not a number must not hold a change for ever.
 base::Seconds delayOf(double seconds) { return base::Seconds(std::isfinite(seconds) ? seconds : 0); }
 
@@ -48,19 +53,24 @@ AlarmEngine::AlarmEngine(base::UUID deviceID, std::string name, SettingsStore& s
       configKey_("alarms." + deviceID.text()),
       eventsKey_("alarmlog." + deviceID.text()),
       config_(decodedOr(settings.blob(configKey_), decodeAlarmConfig, {})),
-      events_(decodedOr(settings.blob(eventsKey_), decodeAlarmLog, {})) {
+      events_(newest(decodedOr(settings.blob(eventsKey_), decodeAlarmLog, {}))) {
     for (const auto& event : *events_) encodedEvents_.push_back(encodeAlarmEvent(event));
 }
 
-const AlarmEngine::Entry* AlarmEngine::find(const base::UUID& rule) const {
+RuleState AlarmEngine::state(const base::UUID& rule) const {
     for (const auto& entry : states_)
-        if (entry.rule == rule) return &entry;
-    return nullptr;
+        if (entry.rule == rule) return entry.state;
+    return {};
 }
 
-RuleState AlarmEngine::state(const base::UUID& rule) const {
-    const auto* entry = find(rule);
-    return entry == nullptr ? RuleState{} : entry->state;
+template <class F>
+void AlarmEngine::forEachRule(F f) const {
+    auto next = states_.begin();
+    for (const auto& rule : config_->rules) {
+        const bool known = next != states_.end() && next->rule == rule.id;
+        f(rule, known ? &next->state : nullptr);
+        if (known) ++next;
+    }
 }
 
 void AlarmEngine::evaluate(const metercore::ValueSet& values, base::Moment at) {
@@ -74,17 +84,15 @@ void AlarmEngine::evaluate(const metercore::ValueSet& values, base::Moment at) {
         log(std::move(event), config_->commLossEnabled, false);
     }
     nextStates_.clear();
-    for (const auto& rule : config_->rules) {
+    forEachRule([&](const AlarmRule& rule, const RuleState* known) {
         // A rule switched off in the middle of an alarm goes quiet.
-        if (!rule.enabled) continue;
-        const auto* known = find(rule.id);
+        if (!rule.enabled) return;
         const auto value = values.get(rule.address);
         if (!value || !std::isfinite(*value)) {
-            if (known != nullptr) nextStates_.push_back(*known);
-            continue;
+            if (known != nullptr) nextStates_.push_back({rule.id, *known});
+            return;
         }
-        Entry entry{rule.id, known == nullptr ? RuleState{} : known->state};
-        auto& state = entry.state;
+        auto state = known == nullptr ? RuleState{} : *known;
         if (!callsForChange(rule, state.active, *value)) {
             state.pendingSince.reset();
         } else {
@@ -96,8 +104,8 @@ void AlarmEngine::evaluate(const metercore::ValueSet& values, base::Moment at) {
                 raiseOrClear(rule, state.active, *value, at.wall);
             }
         }
-        nextStates_.push_back(std::move(entry));
-    }
+        nextStates_.push_back({rule.id, state});
+    });
     states_.swap(nextStates_);
     changed();
 }
@@ -214,10 +222,9 @@ void AlarmEngine::clearEvents() {
 
 int AlarmEngine::activeCount() const {
     int count = *commLost_ ? 1 : 0;
-    for (const auto& rule : config_->rules) {
-        const auto* entry = rule.enabled ? find(rule.id) : nullptr;
-        if (entry != nullptr && entry->state.active) ++count;
-    }
+    forEachRule([&count](const AlarmRule& rule, const RuleState* state) {
+        if (rule.enabled && state != nullptr && state->active) ++count;
+    });
     return count;
 }
 
@@ -237,8 +244,9 @@ std::optional<AlarmSeverity> AlarmEngine::severity(int address) const {
 
 std::vector<AlarmRule> AlarmEngine::activeRules() const {
     std::vector<AlarmRule> active;
-    for (const auto& rule : config_->rules)
-        if (rule.enabled && state(rule.id).active) active.push_back(rule);
+    forEachRule([&active](const AlarmRule& rule, const RuleState* state) {
+        if (rule.enabled && state != nullptr && state->active) active.push_back(rule);
+    });
     return active;
 }
 

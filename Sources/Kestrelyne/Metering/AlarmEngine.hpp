@@ -80,7 +80,9 @@ private:
         base::UUID rule;
         RuleState state;
     };
-    const Entry* find(const base::UUID& rule) const;
+    /// Calls f(rule, its state or nullptr). One walk through both lists, as both are in the order of the rules.
+    template <class F>
+    void forEachRule(F f) const;
     void raiseOrClear(const AlarmRule& rule, bool active, double value, base::WallTime date);
     void log(AlarmEvent event, bool notify, bool sound);
     void changed();

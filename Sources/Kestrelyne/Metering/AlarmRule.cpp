@@ -1,6 +1,7 @@
 #include "Kestrelyne/Metering/AlarmRule.hpp"
 
 #include <array>
+#include <set>
 #include <utility>
 
 #include "Base/JSONFields.hpp"
@@ -32,7 +33,7 @@ Enum decodeEnum(const Texts<Enum, count>& texts, const base::JSON& value) {
 
 AlarmRule decodeRule(const base::JSON& json) {
     const auto address = base::asInteger(base::required(json, "address"));
-    if (std::abs(address) > std::numeric_limits<int>::max()) throw base::DecodeError("address out of range");
+    if (!std::in_range<int>(address)) throw base::DecodeError("address out of range");
     AlarmRule rule;
     rule.id = base::asUUID(base::required(json, "id"));
     rule.enabled = base::asBool(base::required(json, "enabled"));
@@ -93,7 +94,12 @@ AlarmConfig decodeAlarmConfig(std::string_view bytes) {
     AlarmConfig config;
     const auto& rules = base::required(json, "rules");
     if (!rules.is_array()) throw base::DecodeError("no list of rules");
-    for (const auto& rule : rules) config.rules.push_back(decodeRule(rule));
+    std::set<base::UUID> known;
+    for (const auto& element : rules) {
+        auto rule = decodeRule(element);
+        // Two rules with one id would share a state and raise and clear each other at every reading.
+        if (known.insert(rule.id).second) config.rules.push_back(std::move(rule));
+    }
     config.commLossEnabled = base::asBool(base::required(json, "commLossEnabled"));
     config.commLossDelay = base::asNumber(base::required(json, "commLossDelay"));
     return config;

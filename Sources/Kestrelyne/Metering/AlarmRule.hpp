@@ -71,7 +71,7 @@ struct AlarmEvent {
     std::string recordText() const;
 };
 
-/// Every key is required; throws base::DecodeError otherwise.
+/// Every key is required; throws base::DecodeError otherwise. Of several rules with one id the first counts.
 AlarmConfig decodeAlarmConfig(std::string_view bytes);
 std::string encodeAlarmConfig(const AlarmConfig& config);
 /// The stored log, newest first.

@@ -2,12 +2,16 @@
 
 #include <algorithm>
 #include <cmath>
+#include <system_error>
+
+#include "MeterCore/ModbusError.hpp"
 
 namespace kestrelyne {
 
 namespace {
 
 constexpr base::Seconds longestInterval{86400};
+constexpr const char* noQueueText = "zu viele Messgeräte gleichzeitig";
 
 base::Seconds pollInterval(const Device& device) {
     if (!std::isfinite(device.pollInterval)) return base::Seconds(Device{}.pollInterval);
@@ -23,6 +27,7 @@ DeviceMonitor::DeviceMonitor(Device device, MeteringServices& services)
 
 DeviceMonitor::~DeviceMonitor() {
     if (cancelled_) cancelled_->store(true);
+    if (ioQueue_) --services_.queues;
 }
 
 const metercore::DeviceProfile& DeviceMonitor::profile() const {
@@ -40,13 +45,23 @@ std::optional<base::Seconds> DeviceMonitor::age() const {
     return services_.clock.steadyNow() - *lastUpdateSteady_;
 }
 
-base::SerialQueue& DeviceMonitor::ioQueue() {
-    if (!ioQueue_) ioQueue_ = std::make_unique<base::SerialQueue>("meter.io");
-    return *ioQueue_;
+base::SerialQueue* DeviceMonitor::ioQueue() {
+    if (ioQueue_ || services_.queues >= services_.mostQueues) return ioQueue_.get();
+    try {
+        ioQueue_ = std::make_unique<base::SerialQueue>("meter.io");
+        ++services_.queues;
+    } catch (const std::system_error&) {
+        // The system gives no further thread.
+    }
+    return ioQueue_.get();
 }
 
 void DeviceMonitor::start() {
     if (isRunning()) return;
+    if (ioQueue() == nullptr) {
+        status_.set({MonitorStatus::Kind::error, noQueueText});
+        return;
+    }
     status_.set({MonitorStatus::Kind::connecting, {}});
     transport_ = services_.makeTransport(*device_);
     cancelled_ = std::make_shared<std::atomic<bool>>(false);
@@ -56,7 +71,7 @@ void DeviceMonitor::start() {
 void DeviceMonitor::stop() {
     if (cancelled_) cancelled_->store(true);
     task_ = {};
-    if (auto transport = std::exchange(transport_, nullptr)) ioQueue().post([transport] { transport->close(); });
+    if (auto transport = std::exchange(transport_, nullptr)) ioQueue_->post([transport] { transport->close(); });
     status_.set({MonitorStatus::Kind::idle, {}});
     alarms_.reset();
     stopRecording();
@@ -79,7 +94,7 @@ base::Co<> DeviceMonitor::pollLoop(std::shared_ptr<metercore::ModbusTransport> t
         ReadCycle work{transport, std::move(refused), nullptr, cancelled_};
         if (cycle % extremesEvery == 1 || refreshDeviceMinMax_) work.readExtremes = services_.seams.readExtremes;
         const bool askedForExtremes = refreshDeviceMinMax_;
-        auto reading = co_await ioQueue().run(std::move(work));
+        auto reading = co_await ioQueue_->run(std::move(work));
         refused = std::move(reading.refused);
         const auto now = services_.clock.moment();
         if (reading.failure) {
@@ -138,9 +153,10 @@ void DeviceMonitor::resetMinMax() {
 }
 
 base::Co<std::vector<std::uint16_t>> DeviceMonitor::readRaw(std::uint8_t function, std::uint16_t address, std::uint16_t count) {
+    if (ioQueue() == nullptr) throw metercore::ModbusError::connect(noQueueText);
     const auto used = transport_;
     const auto transport = used ? used : services_.makeTransport(*device_);
-    auto registers = co_await ioQueue().run([=, temporary = !used] {
+    auto registers = co_await ioQueue_->run([=, temporary = !used] {
         struct Closer {
             metercore::ModbusTransport* transport;
             ~Closer() {

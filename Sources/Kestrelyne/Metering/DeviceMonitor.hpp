@@ -76,7 +76,7 @@ public:
     const metercore::DeviceProfile& profile() const;
 
     bool isRunning() const { return static_cast<bool>(task_); }
-    /// Begins polling; does nothing while it polls.
+    /// Begins polling; does nothing while it polls. With too many meters under way it stays at rest with an error.
     void start();
     /// Ends polling at once, without waiting for a request that is under way; its result is dropped. Alarms end silently.
     void stop();
@@ -99,7 +99,8 @@ public:
 private:
     base::Co<> pollLoop(std::shared_ptr<metercore::ModbusTransport> transport, base::Seconds interval);
     void noteFailure(const std::string& text);
-    base::SerialQueue& ioQueue();
+    /// Made on first use; nullptr when there is no room for another.
+    base::SerialQueue* ioQueue();
 
     MeteringServices& services_;
     base::Observable<Device> device_;

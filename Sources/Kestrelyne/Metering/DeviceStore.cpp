@@ -17,6 +17,9 @@ std::vector<Device> loadDevices(const SettingsStore& settings) {
             // Treated as never stored; the next save replaces it.
         }
     }
+    // Meters with one id cannot be told apart: the first counts.
+    std::set<base::UUID> known;
+    std::erase_if(devices, [&known](const auto& device) { return !known.insert(device.id).second; });
     if (devices.empty()) {
         Device demo;
         demo.name = "Demo UMG 96RM";
@@ -30,23 +33,29 @@ std::vector<Device> loadDevices(const SettingsStore& settings) {
 
 DeviceStore::DeviceStore(MeteringServices& services) : services_(services), devices_(loadDevices(services.settings)) {
     for (const auto& device : *devices_)
-        if (device.autoConnect) monitor(device.id)->start();
+        if (device.autoConnect) monitor(device).start();
 }
 
 DeviceMonitor* DeviceStore::monitor(const base::UUID& id) {
     if (const auto found = monitors_.find(id); found != monitors_.end()) return found->second.get();
     const auto* known = device(id);
-    if (known == nullptr) return nullptr;
-    auto made = std::make_unique<DeviceMonitor>(*known, services_);
-    // The store outlives its monitors.
-    made->alarms().onChange = [this] { recountAlarms(); };
-    return monitors_.emplace(id, std::move(made)).first->second.get();
+    return known == nullptr ? nullptr : &monitor(*known);
+}
+
+DeviceMonitor& DeviceStore::monitor(const Device& device) {
+    auto& place = monitors_[device.id];
+    if (!place) {
+        place = std::make_unique<DeviceMonitor>(device, services_);
+        // The store outlives its monitors.
+        place->alarms().onChange = [this] { recountAlarms(); };
+    }
+    return *place;
 }
 
 std::vector<DeviceMonitor*> DeviceStore::allMonitors() {
     std::vector<DeviceMonitor*> all;
     all.reserve(devices_->size());
-    for (const auto& device : *devices_) all.push_back(monitor(device.id));
+    for (const auto& device : *devices_) all.push_back(&monitor(device));
     return all;
 }
 
@@ -70,13 +79,19 @@ void DeviceStore::update(Device device) {
     save();
 }
 
-void DeviceStore::remove(const base::UUID& id) {
-    if (const auto found = monitors_.find(id); found != monitors_.end()) {
-        found->second->stop();
-        monitors_.erase(found);
+void DeviceStore::remove(base::UUID id) { removeAll({id}); }
+
+void DeviceStore::removeAll(const std::set<base::UUID>& ids) {
+    if (ids.empty()) return;
+    for (const auto& id : ids) {
+        if (const auto found = monitors_.find(id); found != monitors_.end()) {
+            found->second->stop();
+            monitors_.erase(found);
+        }
+        for (const char* prefix : {"alarms.", "alarmlog.", "submeters."}) services_.settings.remove(prefix + id.text());
     }
-    for (const char* prefix : {"alarms.", "alarmlog.", "submeters."}) services_.settings.remove(prefix + id.text());
-    devices_.change([&id](auto& devices) { std::erase_if(devices, [&id](const auto& device) { return device.id == id; }); });
+    devices_.change(
+        [&ids](auto& devices) { std::erase_if(devices, [&ids](const auto& device) { return ids.contains(device.id); }); });
     save();
     recountAlarms();
 }

@@ -3,6 +3,7 @@
 
 #include <map>
 #include <memory>
+#include <set>
 #include <vector>
 
 #include "Base/Observable.hpp"
@@ -34,12 +35,15 @@ public:
     void add(Device device);
     /// Replaces the meter with the same id, in its running monitor too; an unknown id is ignored.
     void update(Device device);
-    /// Stops and forgets the meter with its rules, log and sub-meters.
-    void remove(const base::UUID& id);
+    /// Stops and forgets the meter with its rules, log and sub-meters. By value: the caller's id may be the meter's own.
+    void remove(base::UUID id);
+    /// The same for many, as one change.
+    void removeAll(const std::set<base::UUID>& ids);
     /// Ends all polling: for the end of the process.
     void stopAll();
 
 private:
+    DeviceMonitor& monitor(const Device& device);
     void save();
     void recountAlarms();
 

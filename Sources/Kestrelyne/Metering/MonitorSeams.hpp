@@ -60,6 +60,9 @@ struct MeteringServices {
     MonitorSeams seams{};
     /// The way to a meter; a test gives its own.
     std::function<std::shared_ptr<metercore::ModbusTransport>(const Device&)> makeTransport = &Device::makeTransport;
+    /// Meters with a queue of their own. Each takes a thread and three descriptors, of which a process usually has 1024.
+    std::size_t mostQueues = 128;
+    std::size_t queues = 0;
 };
 
 }  // namespace kestrelyne

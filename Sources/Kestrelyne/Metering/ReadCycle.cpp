@@ -22,7 +22,13 @@ CycleReading ReadCycle::operator()() {
     }
     metercore::ValueSet extra;
     readExtended(extra);
-    if (readExtremes && !cancelled->load()) reading.extremes = readExtremes(*transport, refused);
+    if (readExtremes && !cancelled->load()) {
+        try {
+            reading.extremes = readExtremes(*transport, refused);
+        } catch (const std::exception&) {
+            // The main block has been read: the cycle counts without them.
+        }
+    }
     reading.values.overlay(extra);
     map::addDerived(reading.values);
     reading.refused = std::move(refused);

@@ -91,6 +91,20 @@ std::optional<HTTPRequest> parseHead(std::string_view bytes) {
     return request;
 }
 
+template <class F>
+void eachCookie(const HTTPRequest& request, F take) {
+    const auto found = request.headers.find("cookie");
+    if (found == request.headers.end()) return;
+    for (std::string_view rest = found->second; !rest.empty();) {
+        const auto end = std::min(rest.find(';'), rest.size());
+        const auto piece = rest.substr(0, end);
+        rest.remove_prefix(std::min(end + 1, rest.size()));
+        const auto equals = piece.find('=');
+        if (equals == std::string_view::npos) continue;
+        take(base::trimmedBlanks(piece.substr(0, equals)), base::trimmedBlanks(piece.substr(equals + 1)));
+    }
+}
+
 // A missing, unreadable or negative length counts as none.
 std::size_t announcedLength(const HTTPRequest& request) {
     const auto found = request.headers.find("content-length");
@@ -107,14 +121,15 @@ std::string HTTPRequest::header(const std::string& lowerCaseName) const {
 
 std::map<std::string, std::string> HTTPRequest::cookies() const {
     std::map<std::string, std::string> result;
-    const auto found = headers.find("cookie");
-    if (found == headers.end()) return result;
-    for (const auto piece : base::split(found->second, ';', false)) {
-        const auto equals = piece.find('=');
-        if (equals == std::string_view::npos) continue;
-        result.insert_or_assign(std::string(base::trimmedBlanks(piece.substr(0, equals))),
-                                base::trimmedBlanks(piece.substr(equals + 1)));
-    }
+    eachCookie(*this, [&](std::string_view name, std::string_view value) { result.insert_or_assign(std::string(name), value); });
+    return result;
+}
+
+std::optional<std::string> HTTPRequest::cookie(std::string_view wanted) const {
+    std::optional<std::string> result;
+    eachCookie(*this, [&](std::string_view name, std::string_view value) {
+        if (name == wanted) result = value;
+    });
     return result;
 }
 

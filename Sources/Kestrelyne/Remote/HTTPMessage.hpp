@@ -23,6 +23,8 @@ struct HTTPRequest {
     std::string header(const std::string& lowerCaseName) const;
     /// The pieces of the header "cookie"; a piece without "=" is skipped.
     std::map<std::string, std::string> cookies() const;
+    /// One of them, without making the others: a stranger may send two million bytes of cookies.
+    std::optional<std::string> cookie(std::string_view name) const;
 };
 
 struct HTTPResponse {

@@ -101,7 +101,9 @@ OrderedJSON powerOf(const DeviceMonitor& monitor) {
 }
 
 OrderedJSON rowOf(const DeviceMonitor& monitor, const metercore::MeasuredValue& row) {
+    // Without a value a row shows no unit either.
     const auto shown = [&row](std::optional<double> value) {
+        if (!value || !std::isfinite(*value)) return std::string("–");
         return metercore::ValueFormatter::string(value, row.unit, row.channel);
     };
     const auto* extreme = monitor.extremes()->find(row.address);

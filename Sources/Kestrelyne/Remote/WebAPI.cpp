@@ -17,6 +17,7 @@ namespace kestrelyne {
 namespace {
 
 constexpr std::string_view anyPiece = "*";
+constexpr std::size_t mostPieces = 16;  // more than any route has: what lies behind decides nothing
 constexpr const char* machineInfoPath = "/etc/machine-info";
 constexpr const char* namelessMachine = "Brantholme";
 constexpr const char* sessionLifetime = "2592000";  // seconds: 30 days, after which the device forgets its cookie
@@ -81,7 +82,10 @@ WebAPI::WebAPI(WebServer& server, std::vector<APIRoute> more) : server_(server),
 base::Co<HTTPResponse> WebAPI::route(HTTPRequest request) {
     APICall call;
     call.authed = server_.isAuthed(request);
-    for (const auto piece : base::split(request.path, '/', false)) call.pieces.emplace_back(piece);
+    for (const auto piece : base::split(request.path, '/', false)) {
+        if (call.pieces.size() == mostPieces) break;
+        call.pieces.emplace_back(piece);
+    }
     call.request = std::move(request);
     if (call.pieces.size() < 2) co_return unknown();
     // A page of a stranger cannot send this type without asking first, so that no forged form changes anything.

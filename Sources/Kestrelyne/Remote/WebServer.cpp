@@ -114,6 +114,7 @@ void WebServer::attach() {
 
 void WebServer::restart() {
     sharePublicHost();
+    if (!attached_) return;
     if (server_) server_->stop();
     running_.set(false);
     errors_.set({});
@@ -150,9 +151,8 @@ void WebServer::setConfig(WebConfig config) {
 
 bool WebServer::isAuthed(const HTTPRequest& request) const {
     if (config_->pin.empty()) return false;
-    const auto cookies = request.cookies();
-    const auto found = cookies.find(sessionCookie);
-    return found != cookies.end() && access_.hasSession(found->second);
+    const auto token = request.cookie(sessionCookie);
+    return token && access_.hasSession(*token);
 }
 
 bool WebServer::tooManyAttempts(const std::string& address) {

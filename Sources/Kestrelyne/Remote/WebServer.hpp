@@ -57,11 +57,12 @@ public:
 
     /// Asks Tailscale, listens when enabled, and watches the Tailscale address from now on.
     void attach();
-    /// Makes the listening state match the settings.
+    /// Makes the listening state match the settings; nothing listens before attach().
     void restart();
 
     const base::Observable<WebConfig>& config() const { return config_; }
-    /// Saves; ends all sessions when the PIN differs; listens anew only when `enabled`, `port` or `allowLAN` differ.
+    /// Saves; ends all sessions when the PIN differs; listens anew only when `enabled`, `port` or `allowLAN` differ, and not before
+    /// attach().
     void setConfig(WebConfig config);
 
     /// At least one listener stands.

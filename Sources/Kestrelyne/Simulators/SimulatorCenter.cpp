@@ -1,5 +1,7 @@
 #include "Kestrelyne/Simulators/SimulatorCenter.hpp"
 
+#include <set>
+
 namespace kestrelyne {
 
 SimulatorCenter::SimulatorCenter(std::uint16_t port) : port_(port), meterDevice_(std::make_shared<metercore::DemoDevice>()) {}
@@ -46,9 +48,10 @@ void SimulatorCenter::setMeterSilent(bool silent) {
 void SimulatorCenter::stopAll(DeviceStore& store) { setMeter(false, store); }
 
 void SimulatorCenter::cleanupLeftovers(DeviceStore& store) const {
-    const auto devices = *store.devices();
-    for (const auto& device : devices)
-        if (device.host == meterHost && device.port == port_) store.remove(device.id);
+    std::set<base::UUID> leftovers;
+    for (const auto& device : *store.devices())
+        if (device.host == meterHost && device.port == port_) leftovers.insert(device.id);
+    store.removeAll(leftovers);
 }
 
 }  // namespace kestrelyne

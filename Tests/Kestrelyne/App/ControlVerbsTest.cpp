@@ -11,7 +11,6 @@
 #include "Base/SerialQueue.hpp"
 #include "Kestrelyne/App/ControlClient.hpp"
 #include "Kestrelyne/App/ControlMessage.hpp"
-#include "Kestrelyne/App/WebFields.hpp"
 #include "Support/TemporaryFolder.hpp"
 #include "Support/TestLoop.hpp"
 
@@ -48,7 +47,10 @@ protected:
             return error.code();
         }
     }
-    WebConfig stored() { return storedWebConfig(SettingsFile(folder_ / "settings.sqlite").get(webConfigKey)); }
+    WebConfig stored() {
+        const auto value = SettingsFile(folder_ / "settings.sqlite").get("web.v1");
+        return value ? WebConfig::fromStored(std::get<SettingBlob>(*value).bytes) : WebConfig();
+    }
 
     /// Neither a program on this computer nor its absence decides the outcome. Before the application, which reads it.
     struct TailscaleHere {
@@ -115,16 +117,16 @@ TEST_F(ControlVerbsTest, ANewPINEndsAllSessionsAndTheSameDoesNot) {
     ask({{"verb", "web.set"}, {"field", "pin"}, {"value", "1234"}});
     ASSERT_TRUE(app_.web().login("1234", "10.0.0.1"));
     ask({{"verb", "web.set"}, {"field", "pin"}, {"value", "1234"}});
-    EXPECT_EQ(json::parse(*settings_.blob(webSessionsKey)).size(), 1u);
+    EXPECT_EQ(json::parse(*settings_.blob("web.sessions")).size(), 1u);
     ask({{"verb", "web.set"}, {"field", "pin"}, {"value", "5678"}});
-    EXPECT_EQ(*settings_.blob(webSessionsKey), "[]");
+    EXPECT_EQ(*settings_.blob("web.sessions"), "[]");
 }
 
 TEST_F(ControlVerbsTest, LogoutAllEndsAllSessionsOnDisk) {
     ask({{"verb", "web.set"}, {"field", "pin"}, {"value", "1234"}});
     ASSERT_TRUE(app_.web().login("1234", "10.0.0.1"));
     ask({{"verb", "web.logoutAll"}});
-    EXPECT_EQ(SettingsFile(folder_ / "settings.sqlite").get(webSessionsKey), SettingValue(SettingBlob{"[]"}));
+    EXPECT_EQ(SettingsFile(folder_ / "settings.sqlite").get("web.sessions"), SettingValue(SettingBlob{"[]"}));
 }
 
 TEST_F(ControlVerbsTest, WrongWordsChangeNothing) {

@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 #include <sqlite3.h>
 
+#include <future>
+
 #include "Support/TemporaryFolder.hpp"
 #include "Support/TestLoop.hpp"
 
@@ -70,6 +72,20 @@ TEST_F(SettingsStoreTest, TheLastChangeOfAKeyStaysInTheFile) {
     flush();
     EXPECT_EQ(open()->all(), (std::map<std::string, SettingValue>{{"key", std::string("19")}}));
     EXPECT_EQ(store.value("gone"), std::nullopt);
+}
+
+TEST_F(SettingsStoreTest, AKeyThatChangesWhileTheDiskIsSlowWaitsOnce) {
+    SettingsStore store(open(), writer_);
+    std::promise<void> disk;
+    writer_.write([held = disk.get_future().share()] { held.wait(); });
+    for (int i = 0; i < 1000; ++i) store.setText("log", std::to_string(i));
+    store.setText("other", "x");
+    store.remove("other");
+    EXPECT_EQ(store.waitingWrites(), 2u);
+    disk.set_value();
+    flush();
+    EXPECT_EQ(store.waitingWrites(), 0u);
+    EXPECT_EQ(open()->all(), (std::map<std::string, SettingValue>{{"log", std::string("999")}}));
 }
 
 TEST_F(SettingsStoreTest, RemovesAlsoWhatAnotherProgramHasWritten) {

@@ -50,13 +50,5 @@ TEST(WebFields, RefuseWhatDoesNotFitAndChangeNothing) {
     EXPECT_EQ(config.port, 65535);
 }
 
-TEST(WebFields, StoredSettingsOfAnyKindAreRead) {
-    EXPECT_EQ(storedWebConfig(std::nullopt), WebConfig{});
-    EXPECT_EQ(storedWebConfig(SettingBlob{R"({"port":9000})"}).port, 9000);
-    EXPECT_EQ(storedWebConfig(std::string(R"({"port":9000})")).port, 9000);
-    EXPECT_EQ(storedWebConfig(SettingBlob{"{"}), WebConfig{});
-    EXPECT_EQ(storedWebConfig(5.0), WebConfig{});
-}
-
 }  // namespace
 }  // namespace kestrelyne

@@ -359,3 +359,46 @@ TEST_F(AlarmEngineTest, ExportsTheLogNewestFirst) {
               "2026-07-01 12:00:00;Bühne;Kommt;Alarm;Spannung L-N L1 > 253,0 V – aktuell 260,0 V;nein\n");
     EXPECT_EQ(engine.exportName(), "Bühne Alarmprotokoll.csv");
 }
+
+TEST_F(AlarmEngineTest, EachRuleKeepsItsOwnStateWhileOthersComeAndGo) {
+    const auto first = addRule(AlarmCondition::above, 253, 2, 0, 19000);
+    auto second = addRule(AlarmCondition::above, 253, 2, 0, 19002);
+    const auto third = addRule(AlarmCondition::above, 253, 2, 0, 19004);
+    const auto active = [this] {
+        std::vector<base::UUID> ids;
+        for (const auto& rule : engine.activeRules()) ids.push_back(rule.id);
+        return ids;
+    };
+    using IDs = std::vector<base::UUID>;
+    // Without a value a rule has no state yet.
+    engine.evaluate({{19002, 260.0}, {19004, 260.0}}, at(0));
+    EXPECT_EQ(active(), (IDs{second.id, third.id}));
+    engine.evaluate({{19000, 260.0}}, at(1));
+    EXPECT_EQ(active(), (IDs{first.id, second.id, third.id}));
+    second.enabled = false;
+    engine.upsert(second);
+    engine.evaluate({}, at(2));
+    EXPECT_EQ(active(), (IDs{first.id, third.id}));
+    second.enabled = true;
+    engine.upsert(second);
+    engine.evaluate({}, at(3));
+    EXPECT_EQ(active(), (IDs{first.id, third.id}));
+    engine.remove(first.id);
+    EXPECT_EQ(active(), IDs{third.id});
+    engine.evaluate({{19002, 260.0}}, at(4));
+    EXPECT_EQ(active(), (IDs{second.id, third.id}));
+    EXPECT_EQ(engine.events()->size(), 4u);
+}
+
+TEST_F(AlarmEngineTest, OfAStoredLogOnlyTheNewestThousandAreHeld) {
+    std::string list = "[";
+    for (int i = 0; i < 1500; ++i) {
+        AlarmEvent event;
+        event.date = at(-i).wall;
+        list += (i > 0 ? "," : "") + encodeAlarmEvent(event);
+    }
+    settings.setBlob("alarmlog." + device.text(), list + "]");
+    const AlarmEngine again(device, "Bühne", settings, outlets);
+    ASSERT_EQ(again.events()->size(), 1000u);
+    EXPECT_EQ(again.events()->front().date, at(0).wall);
+}

@@ -138,3 +138,22 @@ TEST(AlarmPreset, HasTheRulesOfItsTable) {
     EXPECT_EQ(allAlarmPresets().size(), rows.size() + 1);
     EXPECT_NE(rules(AlarmPreset::neutral)[0].id, rules(AlarmPreset::neutral)[0].id);
 }
+
+TEST(AlarmConfig, AnAddressOutOfRangeIsRefused) {
+    auto json = base::parseJSON(encodeAlarmConfig({rules(AlarmPreset::neutral), true, 10}));
+    for (const auto address : {std::numeric_limits<long long>::min(), std::numeric_limits<long long>::max(), 2147483648LL}) {
+        json["rules"][0]["address"] = address;
+        EXPECT_THROW(decodeAlarmConfig(json.dump()), base::DecodeError) << address;
+    }
+    json["rules"][0]["address"] = std::numeric_limits<int>::min();
+    EXPECT_EQ(decodeAlarmConfig(json.dump()).rules.at(0).summary(), "Register -2147483648");
+}
+
+TEST(AlarmConfig, OfRulesWithOneIdTheFirstCounts) {
+    AlarmConfig config;
+    config.rules = rules(AlarmPreset::rcm);
+    config.rules[1].id = config.rules[0].id;
+    const auto decoded = decodeAlarmConfig(encodeAlarmConfig(config));
+    ASSERT_EQ(decoded.rules.size(), 1u);
+    EXPECT_EQ(decoded.rules[0], config.rules[0]);
+}

@@ -401,3 +401,30 @@ TEST_F(DeviceMonitorTest, DestroyingItDuringAReadDoesNotWait) {
     meter->release();
     loop.runTurns();
 }
+
+TEST_F(DeviceMonitorTest, WithoutRoomForAnotherQueueItStaysAtRestAndSaysSo) {
+    services.mostQueues = 1;
+    auto first = std::make_unique<DeviceMonitor>(Device{}, services);
+    first->start();
+    EXPECT_TRUE(first->isRunning());
+    monitor.start();
+    EXPECT_FALSE(monitor.isRunning());
+    EXPECT_EQ(*monitor.status(), (MonitorStatus{Kind::error, "zu viele Messgeräte gleichzeitig"}));
+    monitor.stop();
+    EXPECT_EQ(monitor.status()->kind, Kind::idle);
+    first.reset();
+    monitor.start();
+    ASSERT_TRUE(finishCycle());
+    EXPECT_EQ(monitor.status()->kind, Kind::online);
+}
+
+TEST_F(DeviceMonitorTest, ExtremesThatCannotBeReadDoNotEndThePolling) {
+    services.seams.readExtremes = [](metercore::ModbusTransport&, RefusedBlocks&) -> std::optional<DeviceExtremes> {
+        throw ModbusError::timeout();
+    };
+    monitor.start();
+    ASSERT_TRUE(finishCycle());
+    EXPECT_EQ(monitor.status()->kind, Kind::online);
+    ASSERT_TRUE(nextCycle());
+    EXPECT_EQ(*monitor.okCount(), 2);
+}

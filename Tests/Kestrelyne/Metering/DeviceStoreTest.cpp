@@ -143,3 +143,61 @@ TEST_F(DeviceStoreTest, StopsAllPolling) {
     store.stopAll();
     EXPECT_FALSE(store.allMonitors().front()->isRunning());
 }
+
+TEST_F(DeviceStoreTest, OfMetersWithOneIdTheFirstCounts) {
+    const auto first = named("Erster");
+    auto second = first;
+    second.name = "Zweiter";
+    stored({first, second, named("Dritter")});
+    DeviceStore store(services);
+    ASSERT_EQ(store.devices()->size(), 2u);
+    EXPECT_EQ(store.devices()->front().name, "Erster");
+    EXPECT_EQ(store.devices()->back().name, "Dritter");
+}
+
+TEST_F(DeviceStoreTest, AMeterMayBeDeletedByItsOwnId) {
+    const auto device = named("Weg");
+    const auto stays = named("Bleibt");
+    stored({device, stays});
+    DeviceStore store(services);
+    store.remove(store.monitor(device.id)->device()->id);
+    ASSERT_EQ(saved().size(), 1u);
+    EXPECT_EQ(saved().front().name, "Bleibt");
+    EXPECT_EQ(settings.value("alarms." + device.id.text()), std::nullopt);
+}
+
+// A list that nobody made by hand must neither end the process nor hold up its start.
+TEST_F(DeviceStoreTest, AVastListThatConnectsByItselfPollsOnlyAsManyAsThereIsRoomFor) {
+    constexpr std::size_t count = 20000;
+    std::vector<Device> devices(count);
+    for (auto& device : devices) device.autoConnect = true;
+    stored(devices);
+    services.mostQueues = 3;
+    DeviceStore store(services);
+    std::size_t running = 0;
+    for (const auto* monitor : store.allMonitors()) running += monitor->isRunning() ? 1 : 0;
+    EXPECT_EQ(store.devices()->size(), count);
+    EXPECT_EQ(running, 3u);
+}
+
+TEST_F(DeviceStoreTest, AKeyRemovedByHandBringsBackItsDefault) {
+    auto device = named("Bühne");
+    {
+        DeviceStore store(services);
+        store.add(device);
+        store.monitor(device.id)->alarms().upsert(AlarmRule{});
+        store.monitor(device.id)->alarms().setCommLoss(true, 0);
+        store.monitor(device.id)->alarms().communicationFailed(loop.clock().moment());
+    }
+    settings.remove("alarms." + device.id.text());
+    settings.remove("alarmlog." + device.id.text());
+    {
+        DeviceStore store(services);
+        EXPECT_EQ(*store.monitor(device.id)->alarms().config(), AlarmConfig{});
+        EXPECT_TRUE(store.monitor(device.id)->alarms().events()->empty());
+    }
+    settings.remove("devices.v1");
+    const DeviceStore store(services);
+    ASSERT_EQ(store.devices()->size(), 1u);
+    EXPECT_EQ(store.devices()->front().name, "Demo UMG 96RM");
+}

@@ -100,6 +100,9 @@ TEST(HTTPRequest, SplitsCookiesAtTheirFirstEqualsSign) {
     EXPECT_TRUE(request.cookies().empty());
     request.headers["cookie"] = " a=1 ;; b = x=y ; alone ; c= ;=d; a=2";
     EXPECT_EQ(request.cookies(), (Texts{{"a", "2"}, {"b", "x=y"}, {"c", ""}, {"", "d"}}));
+    for (const auto& [name, value] : request.cookies()) EXPECT_EQ(request.cookie(name), value) << name;
+    EXPECT_FALSE(request.cookie("alone"));
+    EXPECT_FALSE(HTTPRequest().cookie("a"));
 }
 
 // The reader sees the same bytes in pieces.

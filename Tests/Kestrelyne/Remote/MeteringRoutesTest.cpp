@@ -189,7 +189,7 @@ TEST_F(MeteringRoutesTest, DeviceHasItsKeysInOrder) {
     EXPECT_EQ(voltage["rows"][0],
               (ordered_json{{"label", "L1"}, {"value", "229,0 V"}, {"min", "229,0 V"}, {"max", "230,1 V"}, {"maxTime", now - 2}}));
     EXPECT_EQ(voltage["rows"][1],
-              (ordered_json{{"label", "L2"}, {"value", "– V"}, {"min", "– V"}, {"max", "– V"}, {"maxTime", nullptr}}));
+              (ordered_json{{"label", "L2"}, {"value", "–"}, {"min", "–"}, {"max", "–"}, {"maxTime", nullptr}}));
     EXPECT_EQ(json["groups"][7]["rows"][1]["value"], "rechts");
 }
 

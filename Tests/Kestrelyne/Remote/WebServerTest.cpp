@@ -135,6 +135,15 @@ TEST_F(WebServerTest, StartsFromTheStoredSettings) {
     EXPECT_FALSE(*web_->running());
 }
 
+TEST_F(WebServerTest, SettingsStoredAsTextCountAndRemovedOnesAreTheDefaults) {
+    settings_.setText("web.v1", R"({"port":9000})");
+    make();
+    EXPECT_EQ(web_->config()->port, 9000);
+    settings_.remove("web.v1");
+    make();
+    EXPECT_EQ(*web_->config(), WebConfig());
+}
+
 TEST_F(WebServerTest, DamagedSettingsAreTheDefaults) {
     settings_.setBlob("web.v1", R"({"port":"x","pin":"12"})");
     settings_.setBlob("web.sessions", R"(["a",5])");
@@ -161,9 +170,30 @@ TEST_F(WebServerTest, NothingListensBeforeAttach) {
     make();
     EXPECT_FALSE(*web_->running());
     EXPECT_FALSE(web_->boundPort());
+    change([](WebConfig& config) { config.allowLAN = false; });
+    web_->restart();
+    EXPECT_FALSE(*web_->running());
+    EXPECT_FALSE(web_->boundPort());
+    EXPECT_TRUE(web_->errors()->empty());
     web_->attach();
     EXPECT_TRUE(*web_->running());
     EXPECT_TRUE(web_->boundPort());
+}
+
+TEST_F(WebServerTest, ChangesBeforeAttachAreSavedAndCount) {
+    settings_.setBlob("web.sessions", R"(["t"])");
+    make();
+    change([](WebConfig& config) {
+        config.pin = "12";
+        config.publicURL = "https://show.example";
+        config.enabled = true;
+        config.allowLAN = false;
+        config.port = 0;
+    });
+    EXPECT_EQ(settings_.blob("web.sessions"), "[]");
+    EXPECT_EQ(WebConfig::fromStored(*settings_.blob("web.v1")), *web_->config());
+    web_->attach();
+    EXPECT_EQ(statusOf(askServer(web_->boundPort().value_or(0), "GET / HTTP/1.1\r\nHost: show.example\r\n\r\n")), 200);
 }
 
 TEST_F(WebServerTest, OnlyEnabledPortAndLANListenAnew) {

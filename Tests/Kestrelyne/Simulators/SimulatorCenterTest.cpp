@@ -98,17 +98,23 @@ TEST_F(SimulatorCenterTest, ATakenPortIsToldAndNothingIsAdded) {
 }
 
 TEST_F(SimulatorCenterTest, LeftoversOfAKilledRunGoAndRealMetersStay) {
-    Device leftover, elsewhere, otherPort;
-    leftover.host = "127.0.0.1";
-    leftover.port = 1502;
+    Device leftover, second, elsewhere, otherPort;
+    leftover.host = second.host = "127.0.0.1";
+    leftover.port = second.port = 1502;
     elsewhere.host = "10.0.0.7";
     elsewhere.port = 1502;
     otherPort.host = "127.0.0.1";
     otherPort.port = 502;
-    for (const auto& device : {leftover, elsewhere, otherPort}) store.add(device);
+    for (const auto& device : {leftover, elsewhere, second, otherPort}) store.add(device);
+    int changes = 0;
+    const auto subscription = store.devices().observe([&changes] { ++changes; });
     const SimulatorCenter center;
     center.cleanupLeftovers(store);
     EXPECT_EQ(store.device(leftover.id), nullptr);
+    EXPECT_EQ(store.device(second.id), nullptr);
     EXPECT_NE(store.device(elsewhere.id), nullptr);
     EXPECT_NE(store.device(otherPort.id), nullptr);
+    EXPECT_EQ(changes, 1);
+    center.cleanupLeftovers(store);
+    EXPECT_EQ(changes, 1) << "nothing to remove, nothing to save";
 }

@@ -1,5 +1,5 @@
 #pragma once
-// Art-Net as far as it is read here (Art-Net 4 protocol specification): any datagram to a typed packet. Each packet family has its
+// Art-Net as far as it is read here (Art-Net 4): any datagram to a typed packet. Each packet family has its
 // types, its parser and its builders in a header of its own.
 
 #include <cstdint>

@@ -1,5 +1,5 @@
 #pragma once
-// ArtDmx: the slot values of one universe (Art-Net 4 protocol specification, "ArtDmx").
+// ArtDmx: the slot values of one universe (Art-Net 4, "ArtDmx").
 
 #include <array>
 #include <cstddef>

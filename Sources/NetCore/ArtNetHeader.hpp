@@ -1,5 +1,5 @@
 #pragma once
-// What every Art-Net datagram begins with (Art-Net 4 protocol specification, "Ethernet Packet"). Offsets count from the first byte
+// What every Art-Net datagram begins with (Art-Net 4, "Ethernet Packet"). Offsets count from the first byte
 // of the UDP payload.
 
 #include <array>

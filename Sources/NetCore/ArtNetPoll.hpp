@@ -1,5 +1,5 @@
 #pragma once
-// How Art-Net nodes are found: ArtPoll asks, every node answers with ArtPollReply (Art-Net 4 protocol specification, "ArtPoll",
+// How Art-Net nodes are found: ArtPoll asks, every node answers with ArtPollReply (Art-Net 4, "ArtPoll",
 // "ArtPollReply").
 
 #include <array>

@@ -1,5 +1,5 @@
 #pragma once
-// Remote Device Management inside Art-Net: tables of devices and the frames to and from them (Art-Net 4 protocol specification,
+// Remote Device Management inside Art-Net: tables of devices and the frames to and from them (Art-Net 4,
 // "ArtTodRequest", "ArtTodData", "ArtRdm"). What the frames say is not looked at here.
 
 #include <array>

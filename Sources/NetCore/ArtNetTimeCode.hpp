@@ -1,5 +1,5 @@
 #pragma once
-// Art-Net timecode (Art-Net 4 protocol specification, "ArtTimeCode"): one frame of SMPTE time, as a console or player sends it.
+// Art-Net timecode (Art-Net 4, "ArtTimeCode"): one frame of SMPTE time, as a console or player sends it.
 
 #include <optional>
 #include <string>

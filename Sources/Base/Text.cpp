@@ -1,5 +1,6 @@
 #include "Base/Text.hpp"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <cstring>
@@ -46,11 +47,37 @@ Sequence sequenceAt(std::string_view bytes) {
     return {more + 1, true};
 }
 
+// What moves a cursor, starts an escape sequence or turns the direction of writing: as the bytes of one valid sequence.
+bool isHarmful(std::string_view sequence) {
+    const auto byte = [&](std::size_t at) { return static_cast<std::uint8_t>(sequence[at]); };
+    if (sequence.size() == 1) return byte(0) < 0x20 || byte(0) == 0x7F;
+    if (sequence.size() == 2) return byte(0) == 0xC2 && byte(1) < 0xA0;  // U+0080 … U+009F
+    if (sequence.size() != 3 || byte(0) != 0xE2) return false;
+    return (byte(1) == 0x80 && inside(byte(2), 0xA8, 0xAE)) ||  // U+2028 … U+202E
+           (byte(1) == 0x81 && inside(byte(2), 0xA6, 0xA9));    // U+2066 … U+2069
+}
+
 std::optional<std::uint8_t> hexDigit(char digit) {
     if (digit >= '0' && digit <= '9') return static_cast<std::uint8_t>(digit - '0');
     if (digit >= 'a' && digit <= 'f') return static_cast<std::uint8_t>(digit - 'a' + 10);
     if (digit >= 'A' && digit <= 'F') return static_cast<std::uint8_t>(digit - 'A' + 10);
     return std::nullopt;
+}
+
+constexpr bool isDigit(char character) { return character >= '0' && character <= '9'; }
+
+constexpr std::uint8_t lowerByte(char character) {
+    return static_cast<std::uint8_t>(character >= 'A' && character <= 'Z' ? character - 'A' + 'a' : character);
+}
+
+// The digits at the front, without leading zeros; the text goes on behind them.
+std::string_view takeDigits(std::string_view& text) {
+    std::size_t end = 0;
+    while (end < text.size() && isDigit(text[end])) ++end;
+    auto digits = text.substr(0, end);
+    text.remove_prefix(end);
+    digits.remove_prefix(std::min(digits.find_first_not_of('0'), digits.size()));
+    return digits;
 }
 
 // from_chars knows no plus sign.
@@ -81,6 +108,18 @@ std::string repairUTF8(std::string_view bytes) {
     return text;
 }
 
+std::string printable(std::string_view bytes) {
+    std::string text;
+    text.reserve(bytes.size());
+    while (!bytes.empty()) {
+        const auto [length, valid] = sequenceAt(bytes);
+        const auto sequence = bytes.substr(0, length);
+        text += valid && !isHarmful(sequence) ? sequence : replacement;
+        bytes.remove_prefix(length);
+    }
+    return text;
+}
+
 std::string firstCharacters(std::string_view text, std::size_t count) {
     std::size_t end = 0;
     while (end < text.size() && count > 0) {
@@ -105,6 +144,24 @@ std::string lowerASCII(std::string_view text) {
     for (auto& character : lower)
         if (character >= 'A' && character <= 'Z') character = static_cast<char>(character - 'A' + 'a');
     return lower;
+}
+
+bool naturalLess(std::string_view left, std::string_view right) {
+    auto restOfLeft = left, restOfRight = right;
+    while (!restOfLeft.empty() && !restOfRight.empty()) {
+        if (isDigit(restOfLeft[0]) && isDigit(restOfRight[0])) {
+            const auto a = takeDigits(restOfLeft), b = takeDigits(restOfRight);
+            if (a.size() != b.size()) return a.size() < b.size();
+            if (a != b) return a < b;
+            continue;
+        }
+        const auto a = lowerByte(restOfLeft[0]), b = lowerByte(restOfRight[0]);
+        if (a != b) return a < b;
+        restOfLeft.remove_prefix(1);
+        restOfRight.remove_prefix(1);
+    }
+    if (restOfLeft.empty() != restOfRight.empty()) return restOfLeft.empty();
+    return left < right;
 }
 
 std::vector<std::string_view> split(std::string_view text, char separator, bool keepEmpty) {

@@ -15,6 +15,9 @@ namespace base {
 std::string repairUTF8(std::string_view bytes);
 /// At most `count` characters (code points) from the front; never cuts inside one. The input is valid UTF-8.
 std::string firstCharacters(std::string_view text, std::size_t count);
+/// The text as it may stand in one line of a terminal: control characters (C0, DEL, C1), the characters that end lines or turn the
+/// direction of writing (U+2028 to U+202E, U+2066 to U+2069) and broken bytes become U+FFFD, each by itself.
+std::string printable(std::string_view bytes);
 /// Without blanks, tabs, line ends and other ASCII white space at both ends.
 std::string_view trimmed(std::string_view text);
 /// Without blanks and tabs at both ends.
@@ -23,6 +26,9 @@ std::string_view trimmedBlanks(std::string_view text);
 std::string_view trimmedOf(std::string_view text, std::string_view characters);
 /// A to Z become a to z; everything else stays.
 std::string lowerASCII(std::string_view text);
+/// The order people expect of names and addresses: digits within the texts compare as numbers ("eth2" before "eth10", "10.0.0.9"
+/// before "10.0.0.10"), the rest by bytes with A to Z like a to z; only texts that are equal so far differ by their bytes.
+bool naturalLess(std::string_view left, std::string_view right);
 /// The pieces between separators. With `keepEmpty` false, empty pieces are dropped.
 std::vector<std::string_view> split(std::string_view text, char separator, bool keepEmpty);
 /// The whole text as a decimal integer with an optional sign; absent when anything else is in it or it does not fit.

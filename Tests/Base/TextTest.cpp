@@ -106,6 +106,42 @@ TEST(Text, DecodesPercentEscapes) {
         EXPECT_EQ(base::percentDecoded(text), std::nullopt) << text;
 }
 
+TEST(Text, PutsNamesInTheOrderPeopleExpect) {
+    // Each before the next, and never the other way round.
+    const std::vector<std::string> order = {"",
+                                            "0",
+                                            "007",
+                                            "7",
+                                            "8",
+                                            "10.0.0.9",
+                                            "10.0.0.10",
+                                            "10.0.1.1",
+                                            "99999999999999999999",
+                                            "100000000000000000000",
+                                            "Box 2 rear",
+                                            "Box 2a",
+                                            "box 10",
+                                            "eth1",
+                                            "eth2",
+                                            "eth02a",
+                                            "eth2a0",
+                                            "eth10",
+                                            "Über"};
+    for (std::size_t i = 0; i < order.size(); ++i) {
+        EXPECT_FALSE(base::naturalLess(order[i], order[i])) << order[i];
+        for (std::size_t j = i + 1; j < order.size(); ++j) {
+            EXPECT_TRUE(base::naturalLess(order[i], order[j])) << order[i] << " < " << order[j];
+            EXPECT_FALSE(base::naturalLess(order[j], order[i])) << order[j] << " > " << order[i];
+        }
+    }
+    EXPECT_TRUE(base::naturalLess("ETH2", "eth2")) << "equal but for the case: by bytes";
+    EXPECT_TRUE(base::naturalLess("eth2", "ETH10"));
+    auto shuffled = order;
+    std::ranges::reverse(shuffled);
+    std::ranges::sort(shuffled, base::naturalLess);
+    EXPECT_EQ(shuffled, order);
+}
+
 TEST(Text, ComparesSecretsToTheLastByte) {
     EXPECT_TRUE(base::equalInConstantTime("secret", "secret"));
     EXPECT_TRUE(base::equalInConstantTime("", ""));
@@ -120,4 +156,25 @@ TEST(Text, ComparesSecretsToTheLastByte) {
 TEST(Text, HasTheSystemsTextForAnError) {
     EXPECT_EQ(base::errnoText(EADDRINUSE), "Address already in use");
     EXPECT_EQ(base::errnoText(99999), "Unknown error 99999");
+}
+
+TEST(Text, NothingOfAPrintableTextMovesATerminal) {
+    struct Row {
+        std::string given, expected;
+    };
+    for (const auto& [given, expected] :
+         std::initializer_list<Row>{{"Bühne – 63 A „süß“ 🎭", "Bühne – 63 A „süß“ 🎭"},
+                                    {"", ""},
+                                    {"a\nb\tc\rd", "a\uFFFDb\uFFFDc\uFFFDd"},
+                                    {"a\0b"s, "a\uFFFDb"},
+                                    {"\x1B[2Jx\x7F", "\uFFFD[2Jx\uFFFD"},
+                                    {"\u0080\u009B31m\u009F\u00A0", "\uFFFD\uFFFD31m\uFFFD\u00A0"},
+                                    {"\u2027\u2028\u2029\u202A\u202E\u202F", "\u2027\uFFFD\uFFFD\uFFFD\uFFFD\u202F"},
+                                    {"\u2065\u2066\u2067\u2068\u2069\u206A", "\u2065\uFFFD\uFFFD\uFFFD\uFFFD\u206A"},
+                                    // A C1 character as a single byte is broken UTF-8, and some terminals would take it.
+                                    {"a\x9B"
+                                     "2Jb",
+                                     "a\uFFFD2Jb"},
+                                    {"\xE2\x80", "\uFFFD"}})
+        EXPECT_EQ(base::printable(given), expected);
 }

@@ -32,4 +32,15 @@ std::optional<TimeCode> parseTimeCode(base::Bytes packet) {
                     .type = packet[typeAt]};
 }
 
+std::array<std::uint8_t, 19> timeCodePacket(const TimeCode& code) {
+    std::array<std::uint8_t, minimumLength> packet{};
+    putHeaderAndVersion(packet, opTimeCode);
+    packet[framesAt] = static_cast<std::uint8_t>(code.frames);
+    packet[secondsAt] = static_cast<std::uint8_t>(code.seconds);
+    packet[minutesAt] = static_cast<std::uint8_t>(code.minutes);
+    packet[hoursAt] = static_cast<std::uint8_t>(code.hours);
+    packet[typeAt] = static_cast<std::uint8_t>(code.type);
+    return packet;
+}
+
 }  // namespace netcore::ArtNet

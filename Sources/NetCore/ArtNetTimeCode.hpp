@@ -1,6 +1,8 @@
 #pragma once
 // Art-Net timecode (Art-Net 4, "ArtTimeCode"): one frame of SMPTE time, as a console or player sends it.
 
+#include <array>
+#include <cstdint>
 #include <optional>
 #include <string>
 
@@ -21,5 +23,8 @@ struct TimeCode {
 
 /// Reads an ArtTimeCode; absent when the datagram is none or shorter than 19 bytes. Pure; any thread.
 std::optional<TimeCode> parseTimeCode(base::Bytes packet);
+
+/// ArtTimeCode; of each field the lower 8 bits are sent. Pure; any thread.
+std::array<std::uint8_t, 19> timeCodePacket(const TimeCode& code);
 
 }  // namespace netcore::ArtNet

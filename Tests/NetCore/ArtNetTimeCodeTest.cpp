@@ -12,6 +12,13 @@ TEST(ArtNetTimeCode, IsReadFromItsBytes) {
     EXPECT_FALSE(ArtNet::parseTimeCode(vectors::todBytes));
 }
 
+TEST(ArtNetTimeCode, IsBuiltFromItsFields) {
+    EXPECT_EQ(vectors::copyOf(ArtNet::timeCodePacket(vectors::timeCode)), vectors::timeCodeBytes);
+    const ArtNet::TimeCode wide{.hours = 255, .minutes = 128, .seconds = 0, .frames = 1, .type = 3};
+    EXPECT_EQ(ArtNet::parseTimeCode(ArtNet::timeCodePacket(wide)), wide);
+    EXPECT_EQ(ArtNet::parseTimeCode(ArtNet::timeCodePacket({.hours = 256 + 7}))->hours, 7) << "the lower 8 bits are sent";
+}
+
 TEST(ArtNetTimeCode, NoFieldIsRangeChecked) {
     EXPECT_EQ(ArtNet::parseTimeCode(vectors::with(vectors::timeCodeBytes, {{14, 5, 255}})),
               (ArtNet::TimeCode{.hours = 255, .minutes = 255, .seconds = 255, .frames = 255, .type = 255}));

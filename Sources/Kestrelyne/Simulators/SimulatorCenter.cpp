@@ -2,9 +2,12 @@
 
 #include <set>
 
+#include "NetCore/NetError.hpp"
+
 namespace kestrelyne {
 
-SimulatorCenter::SimulatorCenter(std::uint16_t port) : port_(port), meterDevice_(std::make_shared<metercore::DemoDevice>()) {}
+SimulatorCenter::SimulatorCenter(std::uint16_t port, netcore::LightingSimulator::Ports lightingPorts)
+    : port_(port), meterDevice_(std::make_shared<metercore::DemoDevice>()), lightingSim_(lightingPorts) {}
 
 void SimulatorCenter::setMeter(bool on, DeviceStore& store) {
     if (!on) {
@@ -45,7 +48,32 @@ void SimulatorCenter::setMeterSilent(bool silent) {
     meterSilent_.set(silent);
 }
 
-void SimulatorCenter::stopAll(DeviceStore& store) { setMeter(false, store); }
+void SimulatorCenter::setLighting(bool on) {
+    if (!on) {
+        lightingSim_.stop();
+        lightingOn_.set(false);
+        return;
+    }
+    errors_.change([](auto& errors) { errors.erase("light"); });
+    lightingSim_.setConfig(*lighting_);
+    try {
+        lightingSim_.run();
+    } catch (const netcore::NetError& error) {
+        errors_.change([&error](auto& errors) { errors["light"] = error.description(); });
+        return;
+    }
+    lightingOn_.set(true);
+}
+
+void SimulatorCenter::setLightingConfig(netcore::LightingSimulator::Config config) {
+    lightingSim_.setConfig(config);
+    lighting_.set(lightingSim_.config());
+}
+
+void SimulatorCenter::stopAll(DeviceStore& store) {
+    setMeter(false, store);
+    setLighting(false);
+}
 
 void SimulatorCenter::cleanupLeftovers(DeviceStore& store) const {
     std::set<base::UUID> leftovers;

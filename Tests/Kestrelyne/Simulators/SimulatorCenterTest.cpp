@@ -2,9 +2,12 @@
 
 #include <arpa/inet.h>
 #include <gtest/gtest.h>
+#include <poll.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 
 #include "Base/FileDescriptor.hpp"
+#include "NetCore/NetError.hpp"
 #include "Support/TestLoop.hpp"
 
 using namespace kestrelyne;
@@ -24,6 +27,30 @@ struct Port {
         socklen_t length = sizeof address;
         getsockname(socket.get(), reinterpret_cast<sockaddr*>(&address), &length);
         number = ntohs(address.sin_port);
+    }
+};
+
+// A datagram port of loopback that hears the lighting simulator.
+struct Listener {
+    base::FileDescriptor socket{::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)};
+    std::uint16_t number = 0;
+    Listener() {
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        bind(socket.get(), reinterpret_cast<sockaddr*>(&address), sizeof address);
+        socklen_t length = sizeof address;
+        getsockname(socket.get(), reinterpret_cast<sockaddr*>(&address), &length);
+        number = ntohs(address.sin_port);
+    }
+    bool hears(int milliseconds) const {
+        pollfd waited{socket.get(), POLLIN, 0};
+        if (poll(&waited, 1, milliseconds) != 1) return false;
+        std::array<std::uint8_t, 2048> bytes;
+        return recv(socket.get(), bytes.data(), bytes.size(), 0) > 0;
+    }
+    void drain() const {
+        while (hears(0)) {}
     }
 };
 
@@ -117,4 +144,63 @@ TEST_F(SimulatorCenterTest, LeftoversOfAKilledRunGoAndRealMetersStay) {
     EXPECT_EQ(changes, 1);
     center.cleanupLeftovers(store);
     EXPECT_EQ(changes, 1) << "nothing to remove, nothing to save";
+}
+
+TEST_F(SimulatorCenterTest, LightingIsHeardWhileItIsOn) {
+    const Listener artnet, sacn;
+    SimulatorCenter center(port.number, {.artnet = artnet.number, .sacn = sacn.number});
+    EXPECT_FALSE(*center.lightingOn());
+    center.setLightingConfig({.artnetUniverses = 1, .sacnUniverses = 1});
+    EXPECT_FALSE(sacn.hears(80)) << "settings alone switch nothing on";
+    center.setLighting(true);
+    center.setLighting(true);
+    EXPECT_TRUE(*center.lightingOn());
+    EXPECT_TRUE(center.anyOn());
+    EXPECT_TRUE(artnet.hears(5000));
+    EXPECT_TRUE(sacn.hears(5000));
+    EXPECT_EQ(store.devices()->size(), 1u) << "nothing is added anywhere";
+    center.stopAll(store);
+    EXPECT_FALSE(*center.lightingOn());
+    EXPECT_FALSE(center.anyOn());
+    sacn.drain();
+    int late = 0;  // a tick that was under way
+    while (late < 3 && sacn.hears(80)) ++late;
+    EXPECT_LT(late, 3);
+}
+
+TEST_F(SimulatorCenterTest, LightingTakesOverSettingsWhileItRuns) {
+    const Listener artnet, sacn;
+    SimulatorCenter center(port.number, {.artnet = artnet.number, .sacn = sacn.number});
+    center.setLightingConfig({.artnetUniverses = 0, .sacnUniverses = 0, .faults = {.timecodeStopped = true}});
+    center.setLighting(true);
+    EXPECT_FALSE(sacn.hears(80));
+    center.setLightingConfig({.artnetUniverses = -3, .sacnUniverses = 2, .faults = {.sacnConflict = true}});
+    EXPECT_EQ(*center.lighting(),
+              (netcore::LightingConfig{.artnetUniverses = 0, .sacnUniverses = 2, .faults = {.sacnConflict = true}}));
+    EXPECT_TRUE(sacn.hears(5000));
+    center.setLighting(false);
+    center.setLighting(true);
+    EXPECT_EQ(center.lighting()->sacnUniverses, 2) << "kept while it is off";
+    center.stopAll(store);
+}
+
+TEST_F(SimulatorCenterTest, LightingThatCannotBeginIsTold) {
+    // The sanitizer of types opens a descriptor for the first object of each: let it see the error before there are none.
+    const std::unique_ptr<std::runtime_error> seen = std::make_unique<netcore::NetError>(netcore::NetError::timeout());
+    ASSERT_EQ(dynamic_cast<const netcore::NetError&>(*seen).description(), "Zeitüberschreitung");
+    SimulatorCenter center(port.number);
+    rlimit before{};
+    getrlimit(RLIMIT_NOFILE, &before);
+    const rlimit none{0, before.rlim_max};
+    setrlimit(RLIMIT_NOFILE, &none);
+    center.setLighting(true);
+    setrlimit(RLIMIT_NOFILE, &before);
+    EXPECT_FALSE(*center.lightingOn());
+    ASSERT_TRUE(center.errors()->contains("light"));
+    EXPECT_TRUE(center.errors()->at("light").starts_with("Netzwerkfehler: ")) << center.errors()->at("light");
+    const Listener artnet, sacn;
+    SimulatorCenter other(port.number, {.artnet = artnet.number, .sacn = sacn.number});
+    other.setLighting(true);
+    EXPECT_TRUE(other.errors()->empty());
+    EXPECT_TRUE(*other.lightingOn());
 }

@@ -75,11 +75,14 @@ protected:
     void TearDown() override {
         web_.reset();
         loop_.runTurns();
+        // What still runs on the pool reads what the members below hold.
+        pool_.reset();
+        base::SerialQueue::joinEnded();
     }
 
     void make(const Texts& tailscalePaths = {}) {
         web_ = std::make_unique<WebServer>(WebServer::Dependencies{.settings = settings_,
-                                                                   .pool = pool_,
+                                                                   .pool = *pool_,
                                                                    .hostAddresses =
                                                                        [this] {
                                                                            base::Lock lock(addressesMutex_);
@@ -121,7 +124,7 @@ protected:
     FakeTailscale tailscale_;
     TestLoop loop_;
     SettingsStore settings_;
-    base::BackgroundPool pool_{"web.test", 4};
+    std::optional<base::BackgroundPool> pool_{std::in_place, "web.test", 4};
     std::unique_ptr<WebServer> web_;
 };
 

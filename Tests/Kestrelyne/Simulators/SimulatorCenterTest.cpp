@@ -3,12 +3,11 @@
 #include <arpa/inet.h>
 #include <gtest/gtest.h>
 #include <poll.h>
-#include <sys/resource.h>
 #include <sys/socket.h>
 
 #include "Base/FileDescriptor.hpp"
-#include "NetCore/NetError.hpp"
 #include "Support/TestLoop.hpp"
+#include "Support/WithoutSockets.hpp"
 
 using namespace kestrelyne;
 
@@ -185,16 +184,8 @@ TEST_F(SimulatorCenterTest, LightingTakesOverSettingsWhileItRuns) {
 }
 
 TEST_F(SimulatorCenterTest, LightingThatCannotBeginIsTold) {
-    // The sanitizer of types opens a descriptor for the first object of each: let it see the error before there are none.
-    const std::unique_ptr<std::runtime_error> seen = std::make_unique<netcore::NetError>(netcore::NetError::timeout());
-    ASSERT_EQ(dynamic_cast<const netcore::NetError&>(*seen).description(), "Zeitüberschreitung");
     SimulatorCenter center(port.number);
-    rlimit before{};
-    getrlimit(RLIMIT_NOFILE, &before);
-    const rlimit none{0, before.rlim_max};
-    setrlimit(RLIMIT_NOFILE, &none);
-    center.setLighting(true);
-    setrlimit(RLIMIT_NOFILE, &before);
+    if (!withoutSockets([&] { center.setLighting(true); })) GTEST_SKIP() << "this system filters no system calls";
     EXPECT_FALSE(*center.lightingOn());
     ASSERT_TRUE(center.errors()->contains("light"));
     EXPECT_TRUE(center.errors()->at("light").starts_with("Netzwerkfehler: ")) << center.errors()->at("light");

@@ -6,8 +6,10 @@
 #include <algorithm>
 #include <cstring>
 #include <memory>
+#include <set>
 
 #include "NetCore/AdapterEntry.hpp"
+#include "NetCore/HardwareAddressCache.hpp"
 #include "NetCore/HardwareNames.hpp"
 #include "NetCore/IPv4.hpp"
 #include "NetCore/NetInterface.hpp"
@@ -25,10 +27,11 @@ std::optional<std::string> dotted(const sockaddr* address) {
     return uint32ToIP(ntohl(ipv4.sin_addr.s_addr));
 }
 
-// Every IPv4 address of every adapter that has all of `flags` and none of `without`, in the system's order.
-std::vector<AdapterEntry> readAddresses(unsigned flags, unsigned without) {
+// Every IPv4 address of every adapter that has all of `flags` and none of `without`, in the system's order. Absent when the system
+// does not say.
+std::optional<std::vector<AdapterEntry>> readAddresses(unsigned flags, unsigned without) {
     ifaddrs* first = nullptr;
-    if (getifaddrs(&first) != 0) return {};
+    if (getifaddrs(&first) != 0) return std::nullopt;
     const std::unique_ptr<ifaddrs, decltype(&freeifaddrs)> owner(first, &freeifaddrs);
     std::vector<AdapterEntry> entries;
     for (const ifaddrs* each = first; each != nullptr; each = each->ifa_next) {
@@ -44,15 +47,28 @@ std::vector<AdapterEntry> readAddresses(unsigned flags, unsigned without) {
     return entries;
 }
 
+HardwareNameCache& nameCache() {
+    static HardwareNameCache cache(base::SystemClock::shared(), readHardwareNames);
+    return cache;
+}
+
 }  // namespace
 
-std::vector<NetInterface> NetInterface::list() {
+std::vector<NetInterface> NetInterface::list() { return read().value_or(std::vector<NetInterface>()); }
+
+std::optional<std::vector<NetInterface>> NetInterface::read() {
+    const auto entries = readAddresses(IFF_UP, IFF_LOOPBACK);
+    if (!entries) return std::nullopt;
+    std::vector<NetInterface> interfaces;
+    if (entries->empty()) return interfaces;
     // By name, the addresses of one adapter in the system's order.
     std::multimap<std::string, AdapterEntry> byDevice;
-    for (auto& entry : readAddresses(IFF_UP, IFF_LOOPBACK)) byDevice.emplace(entry.device, std::move(entry));
-    if (byDevice.empty()) return {};
-    const auto names = hardwareNames();
-    std::vector<NetInterface> interfaces;
+    std::set<std::string> devices;
+    for (const auto& entry : *entries) {
+        devices.insert(entry.device);
+        byDevice.emplace(entry.device, entry);
+    }
+    const auto names = nameCache().names(devices);
     for (const auto& [device, entry] : byDevice) {
         interfaces.push_back(interfaceOf(entry, if_nametoindex(device.c_str())));
         interfaces.back().displayName = uniqueName(device, names);
@@ -61,11 +77,14 @@ std::vector<NetInterface> NetInterface::list() {
 }
 
 std::vector<NetInterface::Adapter> NetInterface::allAdapters() {
-    const auto names = hardwareNames();
-    const auto addresses = readAddresses(0, IFF_LOOPBACK);
+    const auto addresses = readAddresses(0, IFF_LOOPBACK).value_or(std::vector<AdapterEntry>());
+    auto links = readLinks().value_or(std::vector<SystemLink>());
+    std::erase_if(links, &SystemLink::isLoopback);
+    std::set<std::string> devices;
+    for (const auto& link : links) devices.insert(link.device);
+    const auto names = nameCache().names(devices);
     std::vector<Adapter> adapters;
-    for (const auto& link : readLinks().value_or(std::vector<SystemLink>())) {
-        if (link.isLoopback) continue;
+    for (const auto& link : links) {
         const auto first = std::ranges::find(addresses, link.device, &AdapterEntry::device);
         adapters.push_back({.device = link.device,
                             .name = uniqueName(link.device, names),
@@ -76,27 +95,11 @@ std::vector<NetInterface::Adapter> NetInterface::allAdapters() {
     return adapters;
 }
 
-std::map<std::string, std::string> NetInterface::hardwareNames() {
-    static HardwareNameCache cache(base::SystemClock::shared(), readHardwareNames);
-    return cache.names();
-}
+std::map<std::string, std::string> NetInterface::hardwareNames() { return nameCache().names({}); }
 
 std::optional<std::array<std::uint8_t, 6>> NetInterface::macAddress(const std::string& name) {
-    struct Cache {
-        base::Mutex mutex;
-        std::map<std::string, std::optional<HardwareAddress>> addresses KESTRELYNE_GUARDED_BY(mutex);
-    };
-    static Cache cache;
-    {
-        base::Lock lock(cache.mutex);
-        if (const auto found = cache.addresses.find(name); found != cache.addresses.end()) return found->second;
-    }
-    const auto links = readLinks().value_or(std::vector<SystemLink>());
-    const auto link = std::ranges::find(links, name, &SystemLink::device);
-    const auto address = link == links.end() ? std::nullopt : link->address;
-    base::Lock lock(cache.mutex);
-    cache.addresses.insert_or_assign(name, address);
-    return address;
+    static HardwareAddressCache cache(base::SystemClock::shared(), readLinks);
+    return cache.address(name);
 }
 
 }  // namespace netcore

@@ -2,6 +2,7 @@
 
 #include <systemd/sd-hwdb.h>
 
+#include <algorithm>
 #include <array>
 #include <memory>
 #include <string_view>
@@ -54,7 +55,8 @@ std::string deviceTypeOf(const std::filesystem::path& adapter) {
 
 std::string usbProductOf(std::filesystem::path folder) {
     for (int level = 0; level < levelsToTheUSBDevice && folder.has_relative_path(); ++level, folder = folder.parent_path())
-        if (auto product = firstLine(folder / "product"); !product.empty()) return product;
+        // Above the device stands the hub it is plugged into, whose name says nothing of the adapter.
+        if (!firstLine(folder / "idVendor").empty()) return firstLine(folder / "product");
     return {};
 }
 
@@ -108,14 +110,23 @@ std::map<std::string, std::string> readHardwareNames() {
     return names;
 }
 
-HardwareNameCache::Names HardwareNameCache::names() {
+HardwareNameCache::Names HardwareNameCache::names(const std::set<std::string>& devices) {
+    std::set<std::string> nameless;
     {
         base::Lock lock(mutex_);
-        if (cached_ && clock_.steadyNow() - cached_->first < namesKeptFor) return cached_->second;
+        if (cached_ && clock_.steadyNow() - cached_->readAt < namesKeptFor) {
+            const auto isKnown = [this](const auto& device) KESTRELYNE_REQUIRES(mutex_) {
+                return cached_->names.contains(device) || cached_->nameless.contains(device);
+            };
+            if (std::ranges::all_of(devices, isKnown)) return cached_->names;
+            nameless = cached_->nameless;
+        }
     }
     auto names = read_();
+    for (const auto& device : devices)
+        if (!names.contains(device)) nameless.insert(device);
     base::Lock lock(mutex_);
-    cached_.emplace(clock_.steadyNow(), names);
+    cached_.emplace(Cached{.readAt = clock_.steadyNow(), .names = names, .nameless = std::move(nameless)});
     return names;
 }
 

@@ -5,6 +5,7 @@
 #include <functional>
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 #include <utility>
 
@@ -37,18 +38,25 @@ SysfsFacts readSysfsFacts(const std::filesystem::path& classNet, const std::stri
 /// Device to name, of all adapters but loopback; those without a name are missing. Blocking; any thread.
 std::map<std::string, std::string> readHardwareNames();
 
-/// Remembers what `read` gave for 30 s. `read` runs without the lock: two callers may read at once, the last one wins. Any thread.
+/// Remembers what `read` gave for 30 s, or until an adapter is asked for that was not there yet. `read` runs without the lock: two
+/// callers may read at once, the last one wins. Any thread.
 class HardwareNameCache {
 public:
     using Names = std::map<std::string, std::string>;
     HardwareNameCache(const base::Clock& clock, std::function<Names()> read) : clock_(clock), read_(std::move(read)) {}
-    Names names();
+    /// `devices` are those the caller wants a name of; one that stays without is not read for again within the 30 s.
+    Names names(const std::set<std::string>& devices);
 
 private:
+    struct Cached {
+        base::SteadyTime readAt;
+        Names names;
+        std::set<std::string> nameless;
+    };
     const base::Clock& clock_;
     const std::function<Names()> read_;
     base::Mutex mutex_;
-    std::optional<std::pair<base::SteadyTime, Names>> cached_ KESTRELYNE_GUARDED_BY(mutex_);
+    std::optional<Cached> cached_ KESTRELYNE_GUARDED_BY(mutex_);
 };
 
 }  // namespace netcore

@@ -15,9 +15,9 @@ namespace netcore {
 struct NetInterface {
     std::string name;  // the system's device name, "eth0"
     std::uint32_t index = 0;
-    std::string address;    // dotted
-    std::string netmask;    // dotted; 255.255.255.0 when the system reports none
-    std::string broadcast;  // dotted; computed when the system reports none that can be
+    std::string address;          // dotted
+    std::string netmask;          // dotted; 255.255.255.0 when the system reports none
+    std::string broadcast;        // dotted; computed when the system reports none that can be
     bool isPointToPoint = false;  // tunnels
     std::string displayName;      // what people call it, else the device name
 
@@ -32,6 +32,8 @@ struct NetInterface {
 
     /// All that are up, without loopback, by name. Empty when the system does not say. Any thread; quick (the names are cached).
     static std::vector<NetInterface> list();
+    /// The same, but absent when the system does not say: not to be taken for "all adapters are gone".
+    static std::optional<std::vector<NetInterface>> read();
     /// The first whose subnet holds the address; nullptr when none does.
     static const NetInterface* interfaceFor(std::string_view ip, const std::vector<NetInterface>& list);
 
@@ -46,7 +48,8 @@ struct NetInterface {
     /// Those with a link first, then by device in natural order ("eth2" before "eth10"); without loopback. Any thread.
     static std::vector<Adapter> allAdapters();
 
-    /// The hardware address; absent when the adapter has none. Looked up once a device in the life of the process. Any thread.
+    /// The hardware address; absent when the adapter has none. At most 30 s old; absence is never
+    /// remembered. Any thread.
     static std::optional<std::array<std::uint8_t, 6>> macAddress(const std::string& name);
 
     /// Device name to what people call the adapter; at most 30 s old. Any thread.
@@ -69,7 +72,8 @@ struct Link {
 /// Output of "ifconfig -a" in its BSD form, by device.
 std::map<std::string, Link> parseInterfaces(std::string_view text);
 /// The adapters of both listings, in the order of allAdapters().
-std::vector<NetInterface::Adapter> adapters(const std::map<std::string, std::string>& names, const std::map<std::string, Link>& links);
+std::vector<NetInterface::Adapter> adapters(const std::map<std::string, std::string>& names,
+                                            const std::map<std::string, Link>& links);
 /// The "ether " line of "ifconfig <device>"; empty when there is none of six bytes.
 std::vector<std::uint8_t> parseEther(std::string_view text);
 

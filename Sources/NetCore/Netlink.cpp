@@ -40,6 +40,12 @@ bool ask(int descriptor, std::uint16_t request, std::uint8_t family) {
     return send(descriptor, &message, message.header.nlmsg_len, 0) == static_cast<ssize_t>(message.header.nlmsg_len);
 }
 
+// The last message of a list brings its outcome: a negative error code when the system broke off.
+bool endedInError(base::Bytes message) {
+    const auto outcome = read<std::int32_t>(message.subspan(std::min(aligned(sizeof(nlmsghdr)), message.size())));
+    return outcome && *outcome < 0;
+}
+
 Dump attempt(std::uint16_t request, std::uint8_t family, const std::function<void(base::Bytes)>& entry) {
     const auto socket = openSocket(0);
     if (!socket) return Dump::failed;
@@ -55,7 +61,10 @@ Dump attempt(std::uint16_t request, std::uint8_t family, const std::function<voi
         while (const auto header = read<nlmsghdr>(rest)) {
             if (header->nlmsg_len < sizeof(nlmsghdr) || header->nlmsg_len > rest.size()) return Dump::failed;
             if ((header->nlmsg_flags & NLM_F_DUMP_INTR) != 0) changed = true;
-            if (header->nlmsg_type == NLMSG_DONE) return changed ? Dump::changed : Dump::whole;
+            if (header->nlmsg_type == NLMSG_DONE) {
+                if (endedInError(rest.first(header->nlmsg_len))) return Dump::failed;
+                return changed ? Dump::changed : Dump::whole;
+            }
             if (header->nlmsg_type == NLMSG_ERROR) return Dump::failed;
             if (header->nlmsg_type >= NLMSG_MIN_TYPE)
                 entry(rest.first(header->nlmsg_len).subspan(std::min(aligned(sizeof(nlmsghdr)), std::size_t(header->nlmsg_len))));

@@ -93,16 +93,27 @@ TEST(AdapterList, TellsATunnelAsSuch) {
     EXPECT_EQ(NetInterface::hardwareNames().at("p0"), "TAP");
 }
 
-TEST(AdapterList, LooksUpAHardwareAddressOnce) {
+TEST(AdapterList, LooksUpHardwareAddresses) {
     if (!NetworkNamespace::enter()) return;
     shell("ip link add a1 address 02:00:00:00:0a:01 type veth peer name b1");
     using MAC = std::array<std::uint8_t, 6>;
     EXPECT_EQ(NetInterface::macAddress("a1"), (MAC{2, 0, 0, 0, 0x0A, 1}));
     EXPECT_EQ(NetInterface::macAddress("lo"), std::nullopt);
     EXPECT_EQ(NetInterface::macAddress("later"), std::nullopt);
-    shell("ip link set dev a1 address 02:00:00:00:0a:02; ip link add later type veth peer name later2");
-    EXPECT_EQ(NetInterface::macAddress("a1"), (MAC{2, 0, 0, 0, 0x0A, 1}));
-    EXPECT_EQ(NetInterface::macAddress("later"), std::nullopt);
+    shell("ip link add later address 02:00:00:00:0a:02 type veth peer name later2");
+    EXPECT_EQ(NetInterface::macAddress("later"), (MAC{2, 0, 0, 0, 0x0A, 2}));
+}
+
+TEST(AdapterList, KnowsTheNameOfANewAdapterAtOnce) {
+    if (!NetworkNamespace::enter()) return;
+    shell("ip link add a1 type veth peer name b1; ip link set dev a1 up; ip address add 10.1.0.1/24 dev a1");
+    EXPECT_EQ(NetInterface::list()[0].displayName, "a1");
+    shell("ip link add a2 type veth peer name b2; ip link set dev a2 alias 'Stage left' up; ip address add 10.2.0.1/24 dev a2");
+    const auto list = NetInterface::read();
+    ASSERT_TRUE(list);
+    ASSERT_EQ(list->size(), 2U);
+    EXPECT_EQ((*list)[1].displayName, "Stage left");
+    EXPECT_EQ(*list, NetInterface::list());
 }
 
 TEST(ARPTable, HoldsThoseThatAnswered) {

@@ -6,9 +6,10 @@
 #include <CLI/CLI.hpp>
 #include <cstdio>
 
-#include "Base/Text.hpp"
 #include "Kestrelyne/App/AppInfo.hpp"
 #include "Kestrelyne/App/ControlMessage.hpp"
+#include "NetworkCommandLine.hpp"
+#include "ParserParts.hpp"
 
 namespace kestrelyne {
 
@@ -26,40 +27,6 @@ std::string complaint(const CLI::App& app, const CLI::ParseError& error) {
     return text;
 }
 
-/// A check of a value, with what is said of one that does not fit.
-CLI::Validator checked(const std::string& fault, std::function<bool(const std::string&)> fits) {
-    return CLI::Validator(
-        [fault, fits](const std::string& word) { return fits(word) ? std::string() : "„" + word + "“ ist " + fault; }, "");
-}
-
-std::optional<int> portOf(const std::string& word) {
-    constexpr long long highest = 65535;
-    const auto port = base::parseInteger(word);
-    if (!port || *port < 0 || *port > highest) return std::nullopt;
-    return static_cast<int>(*port);
-}
-
-constexpr const char* options = "Optionen";
-constexpr const char* commands = "Befehle";
-
-void speakGerman(CLI::App& app) {
-    const auto words = std::make_shared<CLI::Formatter>();
-    for (const auto& [english, german] : std::initializer_list<std::pair<const char*, const char*>>{{"Usage", "Aufruf"},
-                                                                                                    {"OPTIONS", "OPTIONEN"},
-                                                                                                    {"Options", "Optionen"},
-                                                                                                    {"Positionals", "Werte"},
-                                                                                                    {"Subcommands", "Befehle"},
-                                                                                                    {"SUBCOMMAND", "BEFEHL"},
-                                                                                                    {"SUBCOMMANDS", "BEFEHLE"},
-                                                                                                    {"REQUIRED", "nötig"},
-                                                                                                    {"TEXT", "WERT"}})
-        words->label(english, german);
-    words->column_width(34);
-    app.formatter(words);
-    app.option_defaults()->group(options);
-    app.set_help_flag("-h,--help", "Diese Hilfe");
-}
-
 /// The parser and what it fills.
 class Parser {
 public:
@@ -73,14 +40,9 @@ public:
         addSettings();
         addWeb();
         status_ = app_.add_subcommand("status", "Was läuft: Messgeräte, Alarme, Adressen");
-        for (auto* command : {run_, settings_, web_, status_}) {
-            command->group(commands);
-            command->get_help_ptr()->group(options);
-            for (auto* verb : command->get_subcommands({})) {
-                verb->group(commands);
-                verb->get_help_ptr()->group(options);
-            }
-        }
+        addSimulator();
+        for (auto* command : {run_, settings_, web_, status_, simulator_}) groupCommand(*command);
+        network_.emplace(app_);
         status_->add_flag("--json", statusWords_.json, "Als JSON");
     }
 
@@ -112,14 +74,13 @@ private:
     void addRun() {
         run_ = app_.add_subcommand("run", "Läuft, bis SIGINT oder SIGTERM kommt (auch ohne Befehl)");
         const char* group = "Optionen von run, vor dem Start gespeichert";
-        app_.add_flag("--web", webOn_, "Web-App ein")->group(group);
-        app_.add_flag("--no-web", webOff_, "Web-App aus")->group(group);
+        webSwitch_.add(app_, "web", "Web-App ein", "Web-App aus", group);
         app_.add_option("--port", port_, "TCP-Port der Web-App, 0 bis 65535 (0: ein freier)")
             ->check(checked("keine Zahl von 0 bis 65535", [](const std::string& word) { return portOf(word).has_value(); }))
             ->group(group);
         app_.add_option("--pin", runWords_.pin, "PIN der Web-App; „-“ liest sie von der Standardeingabe")->group(group);
-        app_.add_flag("--lan", lanOn_, "Im lokalen Netz erreichbar")->group(group);
-        app_.add_flag("--no-lan", lanOff_, "Nur dieser Rechner und Tailscale")->group(group);
+        lanSwitch_.add(app_, "lan", "Im lokalen Netz erreichbar", "Nur dieser Rechner und Tailscale", group);
+        monitorSwitch_.add(app_, "monitor", "Das Netz überwachen", "Das Netz nicht überwachen", group);
         app_.add_flag("--demo", runWords_.demo, "Mit simulierten Geräten in einem Wegwerf-Ordner")->group(group);
     }
 
@@ -171,22 +132,55 @@ private:
         webVerb("qr", "Adresse als QR-Code", Verb::qr);
     }
 
+    CLI::App* simulatorVerb(const char* name, const char* help, SimulatorWords::Verb verb) {
+        auto* command = simulator_->add_subcommand(name, help);
+        command->callback([this, verb] { simulatorWords_.verb = verb; });
+        return command;
+    }
+    void addOnOff(CLI::App& command) {
+        command.add_option_function<std::string>("on|off", [this](const std::string& word) { simulatorWords_.on = word == "on"; })
+            ->check(checked("weder on noch off", [](const std::string& word) { return word == "on" || word == "off"; }))
+            ->required();
+    }
+    void addSimulator() {
+        simulator_ = app_.add_subcommand("simulator", "Die eingebauten Simulatoren eines laufenden Programms");
+        simulator_->require_subcommand(1);
+        using Verb = SimulatorWords::Verb;
+        simulatorVerb("status", "Was läuft, mit welchen Fehlern", Verb::show);
+        auto* change = simulatorVerb("switch", "Einen Simulator ein- oder ausschalten", Verb::switched);
+        change->add_option("NAME", simulatorWords_.name, "meter, light")->required();
+        addOnOff(*change);
+        auto* fault = simulatorVerb("fault", "Einen Fehler ein- oder ausschalten", Verb::fault);
+        fault
+            ->add_option("NAME", simulatorWords_.name,
+                         "overload, phaseLoss, undervoltage, unbalance, silent, sacnConflict, artnetDropout, nodeOffline, "
+                         "timecodeStopped")
+            ->required();
+        addOnOff(*fault);
+    }
+
     std::variant<CommandLine, int> commandLine() {
         if (data_) where_.data = *data_;
         if (socket_) where_.socket = *socket_;
-        if (webOn_ && webOff_) return wrongWords("--web und --no-web schließen einander aus");
-        if (lanOn_ && lanOff_) return wrongWords("--lan und --no-lan schließen einander aus");
-        if (webOn_ || webOff_) runWords_.web = webOn_;
-        if (lanOn_ || lanOff_) runWords_.lan = lanOn_;
+        for (const auto* words : {&webSwitch_, &lanSwitch_, &monitorSwitch_})
+            if (words->contradicts())
+                return wrongWords("--" + words->name() + " und --no-" + words->name() + " schließen einander aus");
+        if (const auto complaint = network_->complaint(); !complaint.empty()) return wrongWords(complaint);
+        runWords_.web = webSwitch_.value();
+        runWords_.lan = lanSwitch_.value();
+        runWords_.monitor = monitorSwitch_.value();
         if (port_) runWords_.port = portOf(*port_);
-        const bool runs = !settings_->parsed() && !web_->parsed() && !status_->parsed();
-        const bool runOptions = runWords_.web || runWords_.lan || runWords_.port || runWords_.pin || runWords_.demo;
-        if (!runs && runOptions) return wrongWords("--web, --no-web, --port, --pin, --lan, --no-lan und --demo gehören zu run");
+        const bool runs =
+            !settings_->parsed() && !web_->parsed() && !status_->parsed() && !network_->parsed() && !simulator_->parsed();
+        const bool runOptions =
+            runWords_.web || runWords_.lan || runWords_.port || runWords_.pin || runWords_.monitor || runWords_.demo;
+        if (!runs && runOptions)
+            return wrongWords("--web, --no-web, --port, --pin, --lan, --no-lan, --monitor, --no-monitor und --demo gehören zu run");
         if (static_cast<int>(where_.data.has_value()) + static_cast<int>(where_.socket.has_value()) +
                 static_cast<int>(where_.system) >
             1)
             return wrongWords("--data, --socket und --system schließen einander aus");
-        if (where_.socket && (runs || settings_->parsed())) return wrongWords("--socket gehört zu web und status");
+        if (where_.socket && (runs || settings_->parsed())) return wrongWords("--socket gehört nicht zu run und settings");
         if (runs && where_.system) return wrongWords("der Dienst wird mit systemctl gestartet, nicht mit --system");
         if (runWords_.demo && where_.data) return wrongWords("--demo hat seinen eigenen Ordner und nimmt kein --data");
         if (settings_->parsed() && settingsWords_.key && settingsWords_.key->empty()) return wrongWords("der Schlüssel ist leer");
@@ -194,18 +188,22 @@ private:
         if (settings_->parsed()) line.command = settingsWords_;
         if (web_->parsed()) line.command = webWords_;
         if (status_->parsed()) line.command = statusWords_;
+        if (simulator_->parsed()) line.command = simulatorWords_;
+        network_->take(line);
         return line;
     }
 
     CLI::App app_;
-    CLI::App *run_ = nullptr, *settings_ = nullptr, *web_ = nullptr, *status_ = nullptr;
-    bool webOn_ = false, webOff_ = false, lanOn_ = false, lanOff_ = false;
+    CLI::App *run_ = nullptr, *settings_ = nullptr, *web_ = nullptr, *status_ = nullptr, *simulator_ = nullptr;
+    std::optional<NetworkCommandLine> network_;
+    SwitchWords webSwitch_, lanSwitch_, monitorSwitch_;
     std::optional<std::string> data_, socket_, port_;
     Where where_;
     RunWords runWords_;
     SettingsWords settingsWords_;
     WebWords webWords_;
     StatusWords statusWords_;
+    SimulatorWords simulatorWords_;
 };
 
 }  // namespace

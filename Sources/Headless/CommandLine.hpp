@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 #include <variant>
+#include <vector>
 
 namespace kestrelyne {
 
@@ -19,6 +20,7 @@ struct RunWords {
     std::optional<bool> web, lan;
     std::optional<int> port;  // 0…65535
     std::optional<std::string> pin;
+    std::optional<bool> monitor;  // the network is watched from the start
     bool demo = false;
     bool showPIN = false;  // the program has thought of the PIN, nobody else knows it
 };
@@ -43,9 +45,49 @@ struct StatusWords {
     bool json = false;
 };
 
+struct MonitorWords {
+    enum class Verb { start, stop, status, show, set, knownList, knownTake, knownForget, clearLight, clearNetwork };
+    Verb verb = Verb::status;
+    std::string field, value;
+    bool json = false;
+};
+
+/// What is not named stays as it is, or has its default.
+struct DeviceWords {
+    enum class Verb { list, add, edit, remove };
+    Verb verb = Verb::list;
+    std::string device;  // as typed: id, name or address
+    std::optional<std::string> name, ip, role, community, extraOIDs, notes;
+    std::optional<int> snmpPort;  // 1…65535
+    std::optional<bool> snmp, alarmOnOffline;
+    bool json = false;
+};
+
+struct AdapterWords {
+    enum class Verb { list, use, role, label };
+    Verb verb = Verb::list;
+    std::vector<std::string> names;  // of use
+    std::string name, value;         // of role and label
+    bool json = false;
+};
+
+struct UniversesWords {
+    bool watch = false;
+    bool json = false;
+};
+
+struct SimulatorWords {
+    enum class Verb { show, switched, fault };
+    Verb verb = Verb::show;
+    std::string name;
+    bool on = false;
+};
+
 struct CommandLine {
     Where where;
-    std::variant<RunWords, SettingsWords, WebWords, StatusWords> command;
+    std::variant<RunWords, SettingsWords, WebWords, StatusWords, MonitorWords, DeviceWords, AdapterWords, UniversesWords,
+                 SimulatorWords>
+        command;
 };
 
 /// What was typed; or, when there is nothing left to do (help, version, wrong words, told already), the exit code.

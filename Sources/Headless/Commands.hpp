@@ -12,5 +12,11 @@ ExitCode runCommand(const Where& where, RunWords words);
 ExitCode settingsCommand(const Where& where, const SettingsWords& words);
 ExitCode webCommand(const Where& where, const WebWords& words);
 ExitCode statusCommand(const Where& where, const StatusWords& words);
+ExitCode monitorCommand(const Where& where, const MonitorWords& words);
+ExitCode deviceCommand(const Where& where, const DeviceWords& words);
+ExitCode adapterCommand(const Where& where, const AdapterWords& words);
+/// With `watch` it returns when standard output is closed; a signal ends it.
+ExitCode universesCommand(const Where& where, const UniversesWords& words);
+ExitCode simulatorCommand(const Where& where, const SimulatorWords& words);
 
 }  // namespace kestrelyne

@@ -6,6 +6,7 @@
 #include <iostream>
 #include <memory>
 
+#include "Base/JSONFields.hpp"
 #include "Commands.hpp"
 #include "DemoFolder.hpp"
 #include "EndSignals.hpp"
@@ -36,6 +37,19 @@ void applyWords(const RunWords& words, WebServer& web) {
     if (config != *web.config()) web.setConfig(std::move(config));
 }
 
+/// The stored automatic start of the watch over the network; before the application, which starts by it.
+void applyMonitor(bool on, SettingsStore& settings) {
+    NetConfig config;
+    try {
+        if (const auto stored = settings.blob(NetworkMonitor::defaultsKey)) config = decodeNetConfig(*stored);
+    } catch (const base::DecodeError&) {
+        config = {};
+    }
+    if (config.autoStart == on) return;
+    config.autoStart = on;
+    settings.setBlob(NetworkMonitor::defaultsKey, encodeNetConfig(config));
+}
+
 /// What the demo adds to what was typed. The port is told when it had to move.
 RunWords demoWords(RunWords words) {
     if (!words.web) words.web = true;
@@ -64,6 +78,7 @@ public:
         watch(signals);
         lock_.emplace(folders, socket.path);
         settings_.emplace(openSettings(), writer_);
+        if (words_.monitor) applyMonitor(*words_.monitor, *settings_);
         app_.emplace(loop_.loop(), *settings_, writer_,
                      ApplicationOptions{
                          .dataFolder = folders.data, .webRoot = webRoot(processEnvironment(), ownBinary()), .demo = words_.demo});
@@ -103,6 +118,7 @@ private:
     void tellReady() {
         const auto& web = app_->web();
         for (const auto& error : *web.errors()) say(stderr, "Web-App: {}\n", error);
+        for (const auto& error : *app_->network().errors()) say(stderr, "Netz: {}\n", error);
         auto addresses = web.urls();
         // A port of 0 was chosen by the system.
         addresses.back() = fmt::format("http://localhost:{}", web.boundPort().value_or(web.config()->listeningPort()));
@@ -110,6 +126,7 @@ private:
             folders_.data.string());
         if (words_.demo) say(stdout, "Demo mit simulierten Geräten; der Ordner verschwindet am Ende.\n");
         if (words_.showPIN) say(stdout, "PIN: {}\n", web.config()->pin);
+        if (*app_->network().isRunning()) say(stdout, "Das Netz wird überwacht.\n");
         if (!web.config()->enabled) {
             say(stdout, "Die Web-App ist aus (einschalten: kestrelyne web set enabled true).\n");
         } else {

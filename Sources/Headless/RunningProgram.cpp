@@ -56,6 +56,12 @@ std::optional<RunningProgram> findRunningProgram(const Where& where) {
     throw ControlError("Ein Programm benutzt „" + folders.settings.string() + "“, antwortet aber nicht.");
 }
 
+RunningProgram needRunningProgram(const Where& where) {
+    if (auto running = findRunningProgram(where)) return std::move(*running);
+    throw ControlError("Es läuft kein Programm mit den Einstellungen in „" + foldersOf(where).settings.string() + "“.",
+                       ExitCode::notRunning);
+}
+
 std::optional<int> runningProcess(const Folders& folders) {
     const auto holder = InstanceLock::holder(folders.settings);
     if (!holder) return std::nullopt;

@@ -22,6 +22,9 @@ struct RunningProgram {
 /// Absent when no program runs there. Throws ControlError when one runs that cannot be reached.
 std::optional<RunningProgram> findRunningProgram(const Where& where);
 
+/// The same for what cannot do without: throws ControlError (notRunning) when no program runs there.
+RunningProgram needRunningProgram(const Where& where);
+
 /// The process that holds these folders now; absent when none does, 0 when it does not say.
 std::optional<int> runningProcess(const Folders& folders);
 

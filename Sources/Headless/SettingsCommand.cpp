@@ -7,10 +7,10 @@
 #include "Base/File.hpp"
 #include "Base/Text.hpp"
 #include "Commands.hpp"
+#include "Kestrelyne/App/AnswerText.hpp"
 #include "Kestrelyne/App/SettingKind.hpp"
 #include "Kestrelyne/App/SettingsPlist.hpp"
 #include "Kestrelyne/App/SettingsStore.hpp"
-#include "Kestrelyne/App/StatusText.hpp"
 #include "RunningProgram.hpp"
 #include "Say.hpp"
 

@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <iostream>
 
+#include "Base/Text.hpp"
 #include "CommandLine.hpp"
 #include "Commands.hpp"
 #include "Say.hpp"
@@ -19,16 +20,28 @@ struct Carrier {
     ExitCode operator()(const SettingsWords& words) const { return settingsCommand(where, words); }
     ExitCode operator()(const WebWords& words) const { return webCommand(where, words); }
     ExitCode operator()(const StatusWords& words) const { return statusCommand(where, words); }
+    ExitCode operator()(const MonitorWords& words) const { return monitorCommand(where, words); }
+    ExitCode operator()(const DeviceWords& words) const { return deviceCommand(where, words); }
+    ExitCode operator()(const AdapterWords& words) const { return adapterCommand(where, words); }
+    ExitCode operator()(const UniversesWords& words) const { return universesCommand(where, words); }
+    ExitCode operator()(const SimulatorWords& words) const { return simulatorCommand(where, words); }
 };
+
+// It may quote names from the network.
+void complain(std::string_view text) {
+    std::string lines;
+    for (const auto line : base::split(text, '\n', true)) lines += base::printable(line) + "\n";
+    say(stderr, "kestrelyne: {}", lines);
+}
 
 ExitCode carryOut(const CommandLine& line) {
     try {
         return std::visit(Carrier{line.where}, line.command);
     } catch (const ControlError& error) {
-        say(stderr, "kestrelyne: {}\n", error.what());
+        complain(error.what());
         return error.code();
     } catch (const std::exception& error) {
-        say(stderr, "kestrelyne: {}\n", error.what());
+        complain(error.what());
         return ExitCode::failed;
     }
 }

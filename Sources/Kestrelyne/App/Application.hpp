@@ -4,6 +4,7 @@
 
 #include <filesystem>
 #include <memory>
+#include <vector>
 
 #include "Base/BackgroundPool.hpp"
 #include "Base/MainLoop.hpp"
@@ -11,6 +12,7 @@
 #include "Kestrelyne/App/SettingsStore.hpp"
 #include "Kestrelyne/Metering/DeviceStore.hpp"
 #include "Kestrelyne/Metering/MonitorSeams.hpp"
+#include "Kestrelyne/Network/NetworkMonitor.hpp"
 #include "Kestrelyne/Remote/WebAPI.hpp"
 #include "Kestrelyne/Remote/WebServer.hpp"
 #include "Kestrelyne/Simulators/SimulatorCenter.hpp"
@@ -26,7 +28,8 @@ struct ApplicationOptions {
 /// Main thread. What it is given outlives it.
 class KestrelyneApp {
 public:
-    /// Makes the stores; meters set to connect by themselves begin to be polled.
+    /// Makes the stores; meters set to connect by themselves begin to be polled, and the network to be watched where its settings
+    /// ask for it.
     KestrelyneApp(base::MainLoop& loop, SettingsStore& settings, base::StoreWriter& writer, ApplicationOptions options);
     KestrelyneApp(const KestrelyneApp&) = delete;
     KestrelyneApp& operator=(const KestrelyneApp&) = delete;
@@ -38,11 +41,13 @@ public:
 
     WebServer& web() { return web_; }
     DeviceStore& devices() { return devices_; }
+    NetworkMonitor& network() { return network_; }
     SimulatorCenter& simulators() { return simulators_; }
     base::WallTime startedAt() const { return startedAt_; }
     const base::MainLoop& loop() const { return loop_; }
 
 private:
+    std::vector<APIRoute> routes();
     void startDemo();
 
     base::MainLoop& loop_;
@@ -51,6 +56,7 @@ private:
     base::BackgroundPool pool_;
     MeteringServices metering_;
     DeviceStore devices_;
+    NetworkMonitor network_;
     SimulatorCenter simulators_;
     WebServer web_;
     WebAPI api_;

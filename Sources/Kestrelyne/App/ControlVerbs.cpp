@@ -7,7 +7,11 @@
 
 #include "Base/JSONFields.hpp"
 #include "Kestrelyne/App/AppInfo.hpp"
+#include "Kestrelyne/App/ControlFields.hpp"
 #include "Kestrelyne/App/ControlMessage.hpp"
+#include "Kestrelyne/App/NetworkState.hpp"
+#include "Kestrelyne/App/NetworkVerbs.hpp"
+#include "Kestrelyne/App/SimulatorVerbs.hpp"
 #include "Kestrelyne/App/WebFields.hpp"
 #include "Kestrelyne/Presentation/MeterTexts.hpp"
 
@@ -53,25 +57,10 @@ base::JSON programState(KestrelyneApp& app, const SettingsStore& settings) {
               {"requests", *web.requestCount()},
               {"lastClient", orNull(*web.lastClient())}}},
             {"meters", meters},
+            {"network", networkState(app.network())},
             {"activeAlarms", *app.devices().activeAlarmCount()},
             {"loop", {{"turns", turns.counts}, {"limitsMs", turns.limitsMs}, {"longestMs", turns.longestMs}}},
             {"errors", errors}};
-}
-
-std::string textField(const base::JSON& request, const char* key) {
-    try {
-        return base::asText(base::required(request, key));
-    } catch (const base::DecodeError&) {
-        throw ControlError(std::string("Es fehlt der Text „") + key + "“.", ExitCode::wrongWords);
-    }
-}
-
-bool switchField(const base::JSON& request, const char* key) {
-    try {
-        return base::asBool(base::required(request, key));
-    } catch (const base::DecodeError&) {
-        throw ControlError(std::string("Es fehlt „") + key + "“ (true oder false).", ExitCode::wrongWords);
-    }
 }
 
 /// The verbs with what they work on; lives as long as the server's handlers.
@@ -93,13 +82,13 @@ public:
         setWebField(config, textField(request, "field"), textField(request, "value"));
         const auto failedBefore = settings_.failedWrites();
         app_.web().setConfig(std::move(config));
-        co_await saved(failedBefore);
+        co_await untilSaved(settings_, writer_, failedBefore);
         co_return webState(app_.web());
     }
     base::Co<base::JSON> logoutAll(base::JSON) {
         const auto failedBefore = settings_.failedWrites();
         app_.web().logoutAll();
-        co_await saved(failedBefore);
+        co_await untilSaved(settings_, writer_, failedBefore);
         co_return webState(app_.web());
     }
     base::Co<base::JSON> tailscale(base::JSON request) {
@@ -109,11 +98,6 @@ public:
     }
 
 private:
-    base::Co<> saved(std::size_t failedBefore) {
-        co_await writer_.flush();
-        if (settings_.failedWrites() != failedBefore) throw ControlError("Die Änderung gilt, ließ sich aber nicht speichern.");
-    }
-
     KestrelyneApp& app_;
     SettingsStore& settings_;
     base::StoreWriter& writer_;
@@ -131,6 +115,13 @@ void addControlVerbs(ControlServer& server, KestrelyneApp& app, SettingsStore& s
     add("web.set", &Verbs::set);
     add("web.logoutAll", &Verbs::logoutAll);
     add("web.tailscale", &Verbs::tailscale);
+    addNetworkVerbs(server, app, settings, writer);
+    addSimulatorVerbs(server, app);
+}
+
+base::Co<> untilSaved(const SettingsStore& settings, base::StoreWriter& writer, std::size_t failedBefore) {
+    co_await writer.flush();
+    if (settings.failedWrites() != failedBefore) throw ControlError("Die Änderung gilt, ließ sich aber nicht speichern.");
 }
 
 nlohmann::json webState(const WebServer& web) {

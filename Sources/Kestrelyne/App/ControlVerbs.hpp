@@ -11,8 +11,13 @@
 
 namespace kestrelyne {
 
-/// status, web.show, web.set (field, value), web.logoutAll, web.tailscale (on). What is given outlives the server.
+/// status, web.show, web.set (field, value), web.logoutAll, web.tailscale (on), and those of the show network. What is given
+/// outlives the server.
 void addControlVerbs(ControlServer& server, KestrelyneApp& app, SettingsStore& settings, base::StoreWriter& writer);
+
+/// Waits until every change so far is on disk; `failedBefore` is what settings.failedWrites() said before the change. Throws
+/// ControlError when a write has failed since.
+base::Co<> untilSaved(const SettingsStore& settings, base::StoreWriter& writer, std::size_t failedBefore);
 
 /// "fields" of the web settings, "urls", "httpsURL" (null without one), "running", "requests", "lastClient", "errors", "tailscale".
 nlohmann::json webState(const WebServer& web);

@@ -3,8 +3,6 @@
 
 #include <nlohmann/json_fwd.hpp>
 #include <string>
-#include <string_view>
-#include <vector>
 
 #include "Base/Clock.hpp"
 
@@ -14,8 +12,5 @@ namespace kestrelyne {
 std::string statusReport(const nlohmann::json& status, base::WallTime now);
 /// The answer of the verb "web.show".
 std::string webReport(const nlohmann::json& state);
-
-/// Rows as columns, two blanks between them, each line behind `indent`; widths are counted in characters.
-std::string alignedTable(const std::vector<std::vector<std::string>>& rows, std::string_view indent);
 
 }  // namespace kestrelyne

@@ -134,9 +134,13 @@ std::optional<std::string> HTTPRequest::cookie(std::string_view wanted) const {
 }
 
 HTTPResponse HTTPResponse::json(const nlohmann::ordered_json& value, int status) {
+    return jsonText(value.is_discarded() ? "{}" : base::dump(value), status);
+}
+
+HTTPResponse HTTPResponse::jsonText(std::string text, int status) {
     return {.status = status,
             .headers = {{"Content-Type", "application/json; charset=utf-8"}, {"Cache-Control", "no-store"}},
-            .body = value.is_discarded() ? "{}" : base::dump(value)};
+            .body = std::move(text)};
 }
 
 HTTPResponse HTTPResponse::error(std::string_view text, int status) { return json({{"error", text}}, status); }

@@ -35,6 +35,8 @@ struct HTTPResponse {
     /// Headers `Content-Type` "application/json; charset=utf-8" and `Cache-Control` "no-store". A value that cannot be written
     /// gives "{}".
     static HTTPResponse json(const nlohmann::ordered_json& value, int status = 200);
+    /// The same of JSON that is written already.
+    static HTTPResponse jsonText(std::string text, int status = 200);
     /// {"error":"<text>"} with the status.
     static HTTPResponse error(std::string_view text, int status);
     /// Status line and headers with the blank line behind them. `Content-Length`, `Connection` "close", `X-Content-Type-Options`

@@ -1,6 +1,5 @@
 #include "Kestrelyne/Remote/MeteringRoutes.hpp"
 
-#include <algorithm>
 #include <array>
 #include <cmath>
 
@@ -60,11 +59,6 @@ OrderedJSON alarmsOf(const DeviceMonitor& monitor) {
     for (const auto& alarm : activeAlarms(monitor.alarms()))
         list.push_back({{"text", alarm.text}, {"severity", alarm.severity == AlarmSeverity::alarm ? "alarm" : "warning"}});
     return list;
-}
-
-const char* levelOf(const AlarmEvent& event) {
-    if (!event.isRaise()) return "info";
-    return event.severity == AlarmSeverity::alarm ? "alarm" : "warning";
 }
 
 OrderedJSON powerOf(const DeviceMonitor& monitor) {
@@ -160,34 +154,12 @@ HTTPResponse device(DeviceStore& store, const APICall& call) {
     return HTTPResponse::json(json);
 }
 
-HTTPResponse events(DeviceStore& store) {
-    struct Entry {
-        const AlarmEvent* event;
-        const std::string* source;
-        std::size_t place;  // keeps events of one instant in the order of their logs
-    };
-    std::vector<Entry> entries;
-    for (const auto* monitor : store.allMonitors())
-        for (const auto& event : *monitor->alarms().events()) entries.push_back({&event, &monitor->device()->name, entries.size()});
-    const auto newer = [](const Entry& a, const Entry& b) {
-        return a.event->date != b.event->date ? a.event->date > b.event->date : a.place < b.place;
-    };
-    // Sixty meters may hold sixty thousand events: only those that are answered are put in order.
-    if (entries.size() > mostEventsAnswered) {
-        std::nth_element(entries.begin(), entries.begin() + mostEventsAnswered, entries.end(), newer);
-        entries.resize(mostEventsAnswered);
-    }
-    std::sort(entries.begin(), entries.end(), newer);
-    auto list = OrderedJSON::array();
-    for (const auto& [event, source, place] : entries)
-        list.push_back({{"time", base::secondsSince1970(event->date)},
-                        {"source", *source},
-                        {"level", levelOf(*event)},
-                        {"text", event->recordText()}});
-    return HTTPResponse::json({{"events", std::move(list)}});
-}
-
 }  // namespace
+
+const char* levelOf(const AlarmEvent& event) {
+    if (!event.isRaise()) return "info";
+    return event.severity == AlarmSeverity::alarm ? "alarm" : "warning";
+}
 
 HTTPResponse powerResponse(DeviceStore& store) {
     auto devices = OrderedJSON::array();
@@ -206,8 +178,7 @@ HTTPResponse powerResponse(DeviceStore& store) {
 
 std::vector<APIRoute> meteringRoutes(DeviceStore& store) {
     return {quickRoute("GET", {"power"}, [&store](const APICall&) { return powerResponse(store); }),
-            quickRoute("GET", {"device", "*"}, [&store](const APICall& call) { return device(store, call); }),
-            quickRoute("GET", {"events"}, [&store](const APICall&) { return events(store); })};
+            quickRoute("GET", {"device", "*"}, [&store](const APICall& call) { return device(store, call); })};
 }
 
 }  // namespace kestrelyne

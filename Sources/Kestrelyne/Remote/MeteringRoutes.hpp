@@ -1,5 +1,5 @@
 #pragma once
-// The routes of the JSON interface about meters and their alarms: power, device and events.
+// The routes of the JSON interface about meters and their alarms: power and device.
 
 #include <vector>
 
@@ -9,11 +9,11 @@
 
 namespace kestrelyne {
 
-/// At most so many events are answered, the newest.
-inline constexpr std::size_t mostEventsAnswered = 5000;
-
-/// In their order: GET /api/power, GET /api/device/<uuid>, GET /api/events. The store outlives them. Main thread.
+/// In their order: GET /api/power, GET /api/device/<uuid>. The store outlives them. Main thread.
 std::vector<APIRoute> meteringRoutes(DeviceStore& store);
+
+/// "info" for an ending, else "alarm" or "warning".
+const char* levelOf(const AlarmEvent& event);
 
 /// The answer of GET /api/power.
 HTTPResponse powerResponse(DeviceStore& store);

@@ -43,6 +43,23 @@ TEST(StatusText, IsACalmTable) {
               "Fehler         Port belegt\n");
 }
 
+TEST(StatusText, HasTheNetworkInFewLines) {
+    const json status = {{"network", {{"running", true}, {"universes", 3}, {"nodes", 2}, {"errors", {"sACN: Port 5568 belegt"}}}}};
+    EXPECT_NE(statusReport(status, now)
+                  .find("Netz           läuft, 3 Universen, 2 Nodes, 0 von 0 Geräten online\n"
+                        "               sACN: Port 5568 belegt\n"),
+              std::string::npos)
+        << statusReport(status, now);
+}
+
+TEST(StatusText, ANameMovesNothing) {
+    const json status = {{"meters", {{{"name", "\x1B[2J\nA"}, {"status", "\x07"}, {"alarms", {{{"text", "\x1B"}}}}}}}};
+    const auto report = statusReport(status, now);
+    EXPECT_EQ(report.find('\x1B'), std::string::npos);
+    EXPECT_EQ(report.find('\x07'), std::string::npos);
+    EXPECT_NE(report.find("\uFFFD[2J\uFFFDA"), std::string::npos);
+}
+
 TEST(StatusText, TellsAWebAppThatIsOffFromOneThatCannotBeReached) {
     json status = {{"web", {{"enabled", false}, {"running", false}, {"urls", {"http://localhost:8470"}}}}};
     EXPECT_NE(statusReport(status, now).find("Web-App        aus\n"), std::string::npos);

@@ -30,7 +30,6 @@ protected:
     }
     ordered_json power() { return ordered_json::parse(get(0, {"api", "power"}).body); }
     ordered_json device(const std::string& id) { return ordered_json::parse(get(1, {"api", "device", id}).body); }
-    ordered_json events() { return ordered_json::parse(get(2, {"api", "events"}).body); }
     DeviceMonitor& meter() { return *store.allMonitors().front(); }
     static std::vector<std::string> keys(const ordered_json& object) {
         std::vector<std::string> all;
@@ -50,10 +49,9 @@ protected:
 }  // namespace
 
 TEST_F(MeteringRoutesTest, StandInTheirOrder) {
-    ASSERT_EQ(routes.size(), 3u);
+    ASSERT_EQ(routes.size(), 2u);
     EXPECT_EQ(routes[0].pieces, std::vector<std::string>{"power"});
     EXPECT_EQ(routes[1].pieces, (std::vector<std::string>{"device", "*"}));
-    EXPECT_EQ(routes[2].pieces, std::vector<std::string>{"events"});
     for (const auto& route : routes) EXPECT_EQ(route.method, "GET");
 }
 
@@ -207,45 +205,14 @@ TEST_F(MeteringRoutesTest, AMeterIsFoundByItsIdInAnyCase) {
     EXPECT_EQ(get(1, {"api", "device", id}).status, 200);
 }
 
-TEST_F(MeteringRoutesTest, EventsOfAllMetersNewestFirst) {
+TEST_F(MeteringRoutesTest, EventsOfADeviceAreItsOwn) {
     Device second;
-    second.name = "Zwei";
     store.add(second);
-    meter().alarms().setCommLoss(true, 0);
     store.monitor(second.id)->alarms().setCommLoss(true, 0);
-    meter().alarms().communicationFailed(loop.clock().moment());
-    loop.clock().advance(base::Seconds(1));
     store.monitor(second.id)->alarms().communicationFailed(loop.clock().moment());
-    loop.clock().advance(base::Seconds(1));
-    apply({});
-    const auto json = events()["events"];
-    ASSERT_EQ(json.size(), 3u);
-    EXPECT_EQ(json[0], (ordered_json{{"time", base::secondsSince1970(loop.clock().now())},
-                                     {"source", "Demo UMG 96RM"},
-                                     {"level", "info"},
-                                     {"text", "Behoben: Kommunikation wiederhergestellt"}}));
-    EXPECT_EQ(json[1]["source"], "Zwei");
-    EXPECT_EQ(json[1]["level"], "alarm");
-    EXPECT_EQ(json[2]["source"], "Demo UMG 96RM");
-    EXPECT_EQ(device(second.id.text())["events"].at(0)["text"], "Kommunikationsausfall – keine Antwort seit 0 s");
-}
-
-TEST_F(MeteringRoutesTest, TheNewest5000EventsAreAnswered) {
-    AlarmRule rule;
-    rule.address = 19050;
-    rule.delay = 0;
-    rule.notify = rule.sound = false;
-    rule.threshold = 5;
-    for (int n = 0; n < 5; ++n) store.add(Device{});
-    for (auto* monitor : store.allMonitors()) {
-        monitor->alarms().upsert(rule);
-        for (int i = 0; i < 1000; ++i) {
-            loop.clock().advance(base::Seconds(1));
-            monitor->alarms().evaluate({{19050, i % 2 == 0 ? 9.0 : 1.0}}, loop.clock().moment());
-        }
-    }
-    const auto json = events()["events"];
-    ASSERT_EQ(json.size(), 5000u);
-    EXPECT_EQ(json[0]["time"], base::secondsSince1970(loop.clock().now()));
-    for (std::size_t i = 1; i < json.size(); ++i) ASSERT_LT(json[i]["time"], json[i - 1]["time"]);
+    const auto events = device(second.id.text())["events"];
+    ASSERT_EQ(events.size(), 1u);
+    EXPECT_EQ(events[0]["text"], "Kommunikationsausfall – keine Antwort seit 0 s");
+    EXPECT_EQ(events[0]["level"], "alarm");
+    EXPECT_EQ(device(meter().device()->id.text())["events"], ordered_json::array());
 }

@@ -1,0 +1,17 @@
+#pragma once
+// The routes of the JSON interface about the show network: network and dmx.
+
+#include <vector>
+
+#include "Kestrelyne/Network/NetworkMonitor.hpp"
+#include "Kestrelyne/Remote/WebAPI.hpp"
+
+namespace kestrelyne {
+
+/// In their order: GET /api/network, GET /api/dmx. The monitor outlives them; without one the lists are empty. Main thread.
+std::vector<APIRoute> networkRoutes(const NetworkMonitor* monitor);
+
+/// The answer of GET /api/network.
+HTTPResponse networkResponse(const NetworkMonitor* monitor);
+
+}  // namespace kestrelyne

@@ -2,7 +2,9 @@
 // always: a new version reaches the phone at its next opening. Nothing under /api/ is ever kept: old figures must not look new.
 
 const cacheName = "app";
-const shell = ["/", "/app.js", "/app.css", "/manifest.webmanifest", "/icon.svg", "/icon-192.png"];
+// Filled in by the build.
+const parts = [];
+const shell = ["/", "/app.js", ...parts, "/app.css", "/manifest.webmanifest", "/icon.svg", "/icon-192.png"];
 const patience = 4000;
 
 self.addEventListener("install", (event) => {

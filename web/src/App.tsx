@@ -6,12 +6,15 @@ import { links, routeOf, type Route } from "./data/route";
 import { Announcer, NewAlarms } from "./parts/NewAlarms";
 import { Banner } from "./parts/Banner";
 import { Icon, type IconName } from "./parts/icons";
+import { lazy } from "./parts/lazy";
 import { Events } from "./pages/Events";
-import { More } from "./pages/More";
 import { Overview } from "./pages/Overview";
 import { Power } from "./pages/Power";
 import { useSituation } from "./situation";
 import { info, useFeed } from "./station";
+
+const More = lazy(() => import("./pages/More").then((part) => part.More));
+const Network = lazy(() => import("./pages/Network").then((part) => part.Network));
 
 interface Destination {
   page: Route["page"];
@@ -23,6 +26,7 @@ interface Destination {
 const destinations: Destination[] = [
   { page: "overview", name: "Übersicht", icon: "overview", link: links.overview },
   { page: "power", name: "Strom", icon: "power", link: links.power },
+  { page: "network", name: "Netz", icon: "network", link: links.network },
   { page: "events", name: "Ereignisse", icon: "events", link: links.events },
   { page: "more", name: "Mehr", icon: "more", link: links.more },
 ];
@@ -44,7 +48,7 @@ function useRoute(): Route {
     return () => window.removeEventListener("hashchange", changed);
   }, []);
   useLayoutEffect(() => {
-    const isDetail = route.page === "power" && route.device !== null;
+    const isDetail = (route.page === "power" && route.device !== null) || (route.page === "network" && route.universe !== null);
     window.scrollTo(0, isDetail ? 0 : (left.current.get(hash) ?? 0));
     // What had the focus is gone with its page: the keyboard goes on in the new one.
     if (document.activeElement === document.body) document.getElementById("inhalt")?.focus({ preventScroll: true });
@@ -92,6 +96,7 @@ export function App() {
         <main id="inhalt" tabIndex={-1}>
           {route.page === "overview" && <Overview situation={situation} />}
           {route.page === "power" && <Power situation={situation} device={route.device} />}
+          {route.page === "network" && <Network situation={situation} universe={route.universe} section={route.section} />}
           {route.page === "events" && <Events />}
           {route.page === "more" && <More />}
         </main>

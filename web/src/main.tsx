@@ -1,11 +1,15 @@
 import { render } from "preact";
 import { App } from "./App";
 import { start } from "./station";
-import { Wall } from "./pages/Wall";
+import { lazy } from "./parts/lazy";
+import "uplot/dist/uPlot.min.css";
 import "./styles/tokens.css";
 import "./styles/layout.css";
 import "./styles/parts.css";
+import "./styles/network.css";
 import "./styles/wall.css";
+
+const Wall = lazy(() => import("./pages/Wall").then((part) => part.Wall));
 
 const wall = location.pathname === "/foh";
 if (wall) document.documentElement.dataset.wall = "";

@@ -1,8 +1,10 @@
 // The station this page was loaded from: what is asked of it, how often, and what was told last.
 
-import { useEffect, useReducer, useState } from "preact/hooks";
+import { useEffect, useMemo, useReducer, useRef, useState } from "preact/hooks";
 import { clockOffset, connection, type Connection } from "./data/connection";
 import { Feed, type FeedState, Refusal } from "./data/feed";
+import { exact, fields, harmless } from "./data/json";
+import { readDmx, readNetwork, steadySource, type Dmx, type Network } from "./data/network";
 import { readDevice, readEvents, readInfo, readPower, type DeviceDetail, type LogEvent } from "./data/shapes";
 
 const timeout = 3500;
@@ -11,11 +13,12 @@ const eventPause = 3000;
 
 async function answer(path: string, init: RequestInit): Promise<string> {
   const response = await fetch(path, { ...init, cache: "no-store", credentials: "same-origin" });
-  // A proxy in front of a stopped station answers 502: that is no word of the station.
-  if (response.status >= 500) throw new Error(`status ${response.status}`);
   const body = await response.text();
-  if (!response.ok) throw new Refusal(String((JSON.parse(body) as { error?: unknown } | null)?.error ?? `Fehler ${response.status}`));
-  return body;
+  if (response.ok) return body;
+  // The station says what is wrong; what says nothing, as a proxy in front of a stopped station, is not the station.
+  const told = exact(fields(JSON.parse(body)).error);
+  if (!told) throw new Error(`status ${response.status}`);
+  throw new Refusal(harmless(told));
 }
 
 const get = async (path: string, signal: AbortSignal): Promise<unknown> => JSON.parse(await answer(path, { signal }));
@@ -35,6 +38,7 @@ export const info = new Feed(
   { pause: 15_000, timeout, longestPause },
 );
 export const power = new Feed(async (signal) => readPower(await get("/api/power", signal)), { pause: 1000, timeout, longestPause });
+export const network = new Feed(askForNetwork, { pause: networkPause(0, false), timeout, longestPause });
 export const events = new Feed(askForEvents, { pause: eventPause, timeout, longestPause });
 
 // A long list is asked for less often, so that it does not fill a slow line; what raises an event calls for it at once.
@@ -50,8 +54,39 @@ async function askForEvents(signal: AbortSignal): Promise<LogEvent[]> {
   return lastEvents.list;
 }
 
+let networkWatchers = 0;
+let networkSize = 0;
+
+/** With hundreds of universes an answer is long: it is asked for less often then, and less often still while no page shows it. */
+function networkPause(size: number, watched: boolean): number {
+  const long = size > 100_000;
+  if (watched) return long ? 2000 : 1000;
+  return long ? 5000 : 2000;
+}
+
+async function askForNetwork(signal: AbortSignal): Promise<Network> {
+  const text = await answer("/api/network", { signal });
+  networkSize = text.length;
+  network.pace(networkPause(networkSize, networkWatchers > 0));
+  return readNetwork(JSON.parse(text));
+}
+
+/** Asks for the network more often as long as the component that shows it is there. */
+export function useNetwork(): FeedState<Network> {
+  useEffect(() => {
+    const watch = (watchers: number) => {
+      networkWatchers += watchers;
+      network.pace(networkPause(networkSize, networkWatchers > 0));
+    };
+    watch(1);
+    network.refresh();
+    return () => watch(-1);
+  }, []);
+  return useFeed(network);
+}
+
 /** Feeds that run while the page is in sight; those of an open detail come and go. */
-const running = new Set<Feed<unknown>>([info, power, events]);
+const running = new Set<Feed<unknown>>([info, power, network, events]);
 let watchedSince = Date.now();
 
 function run(): void {
@@ -104,6 +139,29 @@ function deviceFeed(id: string): Feed<DeviceDetail> {
   });
 }
 
+/** With the answer's own time this is about eight frames a second: smooth to the eye, and no queue on a slow line. */
+const dmxPause = 110;
+
+/**
+ * Asks for the values of one universe as long as the component that shows it is there. Of that source from the next request on; without a
+ * choice of whichever the station took first, until it falls silent: two that fight must not take turns.
+ */
+export function useDmx(universe: string, source: string | null): Feed<Dmx> {
+  const chosen = useRef(source);
+  chosen.current = source;
+  const feed = useMemo(() => {
+    const path = `/api/dmx?u=${encodeURIComponent(universe)}`;
+    const ask = async (signal: AbortSignal): Promise<Dmx> => {
+      const wanted = chosen.current ?? steadySource(made.state.data);
+      return readDmx(await get(wanted === null ? path : `${path}&src=${encodeURIComponent(wanted)}`, signal));
+    };
+    const made: Feed<Dmx> = new Feed(ask, { pause: dmxPause, timeout, longestPause });
+    return made;
+  }, [universe]);
+  useEffect(() => use(feed), [feed]);
+  return feed;
+}
+
 /** Redraws at that pace, in milliseconds; gives the device's time in milliseconds. */
 export function useTick(pace = 1000): number {
   const [now, setNow] = useState(Date.now);
@@ -115,7 +173,7 @@ export function useTick(pace = 1000): number {
 }
 
 export function connectionAt(now: number): Connection {
-  const contacts = [info, power, events].map((feed) => feed.contactAt).filter((at): at is number => at !== null);
+  const contacts = [info, power, network, events].map((feed) => feed.contactAt).filter((at): at is number => at !== null);
   return connection(contacts.length > 0 ? Math.max(...contacts) : null, watchedSince, now);
 }
 

@@ -4,6 +4,7 @@ import { createServer } from "node:http";
 import { readFile } from "node:fs/promises";
 import { extname, join } from "node:path";
 import { fileURLToPath } from "node:url";
+import { healthyNetwork, makeNetwork } from "./mocknetwork.mjs";
 
 const types = {
   ".html": "text/html; charset=utf-8",
@@ -50,6 +51,11 @@ export function makeStation(root) {
     pin: "4711", events: 40, delay: 0, recording: true, httpsURL: null,
   };
   const faults = { ...healthy };
+  /** Faults of the network. */
+  const net = { ...healthyNetwork };
+  const show = makeNetwork(net, seconds);
+  /** How often it was asked for; `broken` answers as a proxy in front of a stopped station would. */
+  const asked = { network: 0, dmx: 0, broken: false };
   const began = seconds();
   const attempts = [];
   const raised = [];
@@ -81,6 +87,18 @@ export function makeStation(root) {
     }[name];
     if (told)
       raised.unshift({ time: seconds(), source: told[0], level: value ? told[1] : "info", text: value ? told[2] : `Behoben: ${told[3]}` });
+  }
+
+  /** The same for the network, with the sentences of its log. */
+  function setNet(name, value) {
+    if (net[name] === value) return;
+    net[name] = value;
+    const conflict = "Konflikt auf Art-Net-Universum 1 (0:0:1)";
+    const told = {
+      conflict: ["alarm", `${conflict}: mehrere Quellen gleicher Priorität (grandMA Pult, Backup-Pult)`, `${conflict} behoben`],
+      offline: ["alarm", "Truss-Switch links (10.101.0.21) nicht erreichbar", "Truss-Switch links (10.101.0.21) wieder online nach 12 s"],
+    }[name];
+    if (told) raised.unshift({ time: seconds(), source: "Netzwerk", level: value ? told[0] : "info", text: value ? told[1] : told[2] });
   }
 
   function events() {
@@ -193,7 +211,7 @@ export function makeStation(root) {
     body: JSON.stringify(body),
   });
 
-  function api(request, pathname, body) {
+  function api(request, { pathname, searchParams }, body) {
     const [, , route, argument] = pathname.split("/");
     if (request.method === "POST") {
       if (!(request.headers["content-type"] ?? "").includes("application/json")) return json(400, { error: "JSON erwartet" });
@@ -220,6 +238,15 @@ export function makeStation(root) {
         const found = detail(decodeURIComponent(argument ?? ""));
         return found ? json(200, found) : json(404, { error: "Gerät nicht gefunden" });
       }
+      case "network":
+        asked.network += 1;
+        if (asked.broken) return json(502, "Bad Gateway");
+        return json(200, faults.empty ? makeNetwork({ ...net, running: false }, seconds).network() : show.network());
+      case "dmx": {
+        asked.dmx += 1;
+        const { status, body: told } = show.dmx(searchParams);
+        return json(status, told);
+      }
       case "events":
         return json(200, { events: events() });
       default:
@@ -240,7 +267,8 @@ export function makeStation(root) {
   }
 
   async function handle(request, response) {
-    const { pathname } = new URL(request.url, "http://station");
+    const url = new URL(request.url, "http://station");
+    const { pathname } = url;
     const isApi = pathname.startsWith("/api/");
     if (isApi) requests.most = Math.max(requests.most, (requests.open += 1));
     let text = "";
@@ -252,7 +280,7 @@ export function makeStation(root) {
     } catch {
       // A body that is no JSON counts as empty.
     }
-    const answer = isApi ? api(request, pathname, body) : await file(pathname);
+    const answer = isApi ? api(request, url, body) : await file(pathname);
     if (isApi) requests.open -= 1;
     response.writeHead(answer.status, { ...answer.headers, Connection: "close", "X-Content-Type-Options": "nosniff", "Referrer-Policy": "no-referrer" });
     response.end(answer.body);
@@ -261,11 +289,16 @@ export function makeStation(root) {
   let server = null;
   return {
     faults,
+    net,
+    asked,
     requests,
     set,
+    setNet,
     /** Ends all faults. */
     heal() {
       for (const name of Object.keys(healthy)) set(name, healthy[name]);
+      for (const name of Object.keys(healthyNetwork)) setNet(name, healthyNetwork[name]);
+      asked.broken = false;
     },
     /** Listens, if it does not already; gives the port. */
     async start(port = 0) {
@@ -290,6 +323,6 @@ if (process.argv[1] === fileURLToPath(import.meta.url)) {
     process.exit(2);
   }
   const station = makeStation(root);
-  for (const name of on) station.set(name, true);
+  for (const name of on) (name in station.net ? station.setNet : station.set)(name, true);
   console.log(`http://127.0.0.1:${await station.start(Number(port))}/ – PIN ${station.faults.pin}`);
 }

@@ -55,6 +55,17 @@ export function whole(value: number | null, unit: string): string {
   return value === null || !Number.isFinite(value) ? missing : `${decimal(value, 0)} ${unit}`;
 }
 
+/** How often something comes in a second: "44/s", "0,9/s". */
+export function rate(value: number | null): string {
+  return value === null || !Number.isFinite(value) ? missing : `${decimal(value, value < 9.95 ? 1 : 0)}/s`;
+}
+
+/** A short span given in seconds, shown in milliseconds: "0,4 ms", "12 ms". */
+export function milliseconds(seconds: number | null): string {
+  if (seconds === null || !Number.isFinite(seconds)) return missing;
+  return `${decimal(seconds * 1000, seconds < 0.00995 ? 1 : 0)} ms`;
+}
+
 /** Counted energy, never in the bare unit: 500 Wh is "0,5 kWh". */
 export function energy(value: number | null, unit = "Wh"): Figure {
   if (value === null || !Number.isFinite(value)) return { text: missing, unit: "k" + unit };

@@ -3,13 +3,24 @@
 export type Route =
   | { page: "overview" }
   | { page: "power"; device: string | null }
+  | { page: "network"; universe: string | null; section: NetworkSection | null }
   | { page: "events" }
   | { page: "more" };
+
+/** What the network page is divided into; each can be led to. */
+export const networkSections = [
+  "problems", "universes", "nodes", "consoles", "manet", "clocks", "timecode", "devices", "adapters", "queriers", "errors",
+] as const;
+export type NetworkSection = (typeof networkSections)[number];
 
 export const links = {
   overview: "#/",
   power: "#/power",
   device: (id: string) => `#/device/${encodeURIComponent(id)}`,
+  network: "#/network",
+  networkSection: (section: NetworkSection) => `#/network/${section}`,
+  /** @param id "Art-Net:1" */
+  universe: (id: string) => `#/universe/${encodeURIComponent(id)}`,
   events: "#/events",
   more: "#/more",
 };
@@ -21,6 +32,10 @@ export function routeOf(hash: string): Route {
       return { page: "power", device: null };
     case "device":
       return { page: "power", device: rest[0] ? decode(rest[0]) : null };
+    case "network":
+      return { page: "network", universe: null, section: networkSections.find((section) => section === rest[0]) ?? null };
+    case "universe":
+      return { page: "network", universe: rest[0] ? decode(rest[0]) : null, section: null };
     case "events":
       return { page: "events" };
     case "more":

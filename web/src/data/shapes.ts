@@ -1,6 +1,8 @@
 // The JSON interface as values of this app. Whatever arrives is read field by field: what is absent or of another type becomes
 // null, empty or an empty list, so that nothing further on has to doubt it.
 
+import { exact, fields, level, list, reading, readings, text } from "./json";
+
 export type Level = "alarm" | "warning" | "info";
 export type Control = "view" | "find" | "full";
 export type Reading = number | null;
@@ -114,22 +116,10 @@ export interface DeviceDetail {
   meters: SubMeter[];
 }
 
-type Fields = Record<string, unknown>;
-
-const fields = (value: unknown): Fields => (typeof value === "object" && value !== null && !Array.isArray(value) ? (value as Fields) : {});
-const list = (value: unknown): unknown[] => (Array.isArray(value) ? value : []);
-const text = (value: unknown): string => (typeof value === "string" ? value : "");
-const reading = (value: unknown): Reading => (typeof value === "number" && Number.isFinite(value) ? value : null);
-const readings = (value: unknown): Reading[] => list(value).map(reading);
-
 /** Always three, one a phase. */
 function phases(value: unknown): Reading[] {
   const all = readings(value);
   return [all[0] ?? null, all[1] ?? null, all[2] ?? null];
-}
-
-function level(value: unknown): Level {
-  return value === "alarm" || value === "warning" ? value : "info";
 }
 
 function alarms(value: unknown): Alarm[] {
@@ -147,7 +137,7 @@ function extremes(value: unknown): Extremes {
 function meter(value: unknown): Meter {
   const from = fields(value);
   return {
-    id: text(from.id),
+    id: exact(from.id),
     name: text(from.name),
     status: text(from.status),
     p: reading(from.p),

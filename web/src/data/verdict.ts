@@ -1,6 +1,8 @@
 // Is everything all right? The one line of the first screen and the problems under it.
 
 import { count, since } from "./format";
+import { networkProblems } from "./networkProblems";
+import type { Network } from "./network";
 import { links } from "./route";
 import type { LogEvent, Meter, Power, Ups } from "./shapes";
 
@@ -28,6 +30,7 @@ export function isSilent(status: string): boolean {
 
 export interface Problem {
   key: string;
+  source: "power" | "network";
   severity: "alarm" | "warning";
   what: string;
   where: string;
@@ -54,6 +57,7 @@ function meterProblems(meter: Meter, events: LogEvent[]): Problem[] {
   const link = links.device(meter.id);
   const found: Problem[] = meter.alarms.map((alarm) => ({
     key: `${meter.id} ${alarm.text}`,
+    source: "power",
     severity: alarm.severity,
     what: alarm.text,
     where: meter.name,
@@ -64,6 +68,7 @@ function meterProblems(meter: Meter, events: LogEvent[]): Problem[] {
   if (deviceState(meter.status) === "error" && !meter.alarms.some((alarm) => alarm.text === "Kommunikationsausfall"))
     found.push({
       key: `${meter.id} Fehler`,
+      source: "power",
       severity: "warning",
       what: errorReason(meter.status) || "Fehler",
       where: meter.name,
@@ -76,26 +81,51 @@ function meterProblems(meter: Meter, events: LogEvent[]): Problem[] {
 function upsProblems(ups: Ups): Problem[] {
   if (!ups.onBattery) return [];
   const rest = ups.runtime === null ? "" : ` – ${Math.floor(ups.runtime)} min`;
-  return [{ key: `USV ${ups.name}`, severity: "alarm", what: `auf Batterie${rest}`, where: `USV ${ups.name}`, since: null, link: links.power }];
+  return [
+    {
+      key: `USV ${ups.name}`,
+      source: "power",
+      severity: "alarm",
+      what: `auf Batterie${rest}`,
+      where: `USV ${ups.name}`,
+      since: null,
+      link: links.power,
+    },
+  ];
+}
+
+export function powerProblems(power: Power, events: LogEvent[]): Problem[] {
+  return [...power.devices.flatMap((meter) => meterProblems(meter, events)), ...power.ups.flatMap(upsProblems)];
 }
 
 /** Newest first; those of unknown age behind, alarms before warnings. */
-export function problems(power: Power, events: LogEvent[]): Problem[] {
-  const all = [...power.devices.flatMap((meter) => meterProblems(meter, events)), ...power.ups.flatMap(upsProblems)];
+export function problems(power: Power | null, network: Network | null, events: LogEvent[]): Problem[] {
+  const ofPower = power ? powerProblems(power, events) : [];
+  // A UPS on battery is told by both; once is enough.
+  const told = power?.ups.filter((ups) => ups.onBattery).map((ups) => `USV ${ups.name} `) ?? [];
+  const ofNetwork = network ? networkProblems(network, events).filter((problem) => !told.some((ups) => problem.what.startsWith(ups))) : [];
+  const all = [...ofPower, ...ofNetwork];
   const rank = (problem: Problem) => (problem.severity === "alarm" ? 0 : 1);
   return all.sort((a, b) => (b.since ?? 0) - (a.since ?? 0) || rank(a) - rank(b));
 }
 
+// How the end of a trouble on the network is told: "Konflikt auf … behoben", "… wieder online nach 12 s", "… wieder aktiv".
+const restoredOnNetwork = / behoben$| wieder online| wieder aktiv$/;
+
 /** When the last trouble ended, by the events. */
 export function allRightSince(events: LogEvent[]): number | null {
-  return events.find((event) => event.text.startsWith(restoredPrefix))?.time ?? null;
+  const ended = ({ level, text }: LogEvent) => text.startsWith(restoredPrefix) || (level === "info" && restoredOnNetwork.test(text));
+  return events.find(ended)?.time ?? null;
 }
+
+/** What is known of the network: its last answer; "none" where the station has none to give; null before the first. */
+export type NetworkKnown = Network | "none" | null;
 
 /**
  * @param rightSince when the last trouble ended, seconds since 1970
  * @param now the station's time
  */
-export function verdict(power: Power | null, found: Problem[], rightSince: number | null, now: number): Verdict {
+export function verdict(power: Power | null, network: NetworkKnown, found: Problem[], rightSince: number | null, now: number): Verdict {
   if (!power) return { mood: "unknown", text: "Noch keine Daten" };
   const alarms = found.filter((problem) => problem.severity === "alarm").length;
   const warnings = found.length - alarms;
@@ -105,8 +135,10 @@ export function verdict(power: Power | null, found: Problem[], rightSince: numbe
     if (warnings > 0) parts.push(count(warnings, "Warnung", "Warnungen"));
     return { mood: alarms > 0 ? "alarm" : "warning", text: parts.join(", ") };
   }
+  // Nothing is vouched for before everything has been looked at.
+  if (network === null) return { mood: "unknown", text: "Noch keine Daten vom Netz" };
   const watched = power.devices.filter((meter) => deviceState(meter.status) === "online").length + power.ups.length;
-  if (watched === 0) {
+  if (watched === 0 && (network === "none" || !network.running)) {
     if (power.devices.length === 0) return { mood: "unknown", text: "Noch keine Stromquellen" };
     return power.devices.some((meter) => deviceState(meter.status) === "connecting")
       ? { mood: "unknown", text: "Messgeräte werden verbunden …" }

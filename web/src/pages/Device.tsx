@@ -11,6 +11,7 @@ import { Empty, Figure, LevelMark, Section, StateMark } from "../parts/basics";
 import { Chart } from "../parts/Chart";
 import { EventList } from "../parts/EventList";
 import { Icon } from "../parts/icons";
+import "../parts/shared";
 
 function Head({ device, stale }: { device: DeviceDetail; stale: boolean }) {
   const facts = [device.connection, device.profile].filter(Boolean).join(" · ");

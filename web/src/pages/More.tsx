@@ -5,6 +5,7 @@ import type { Control, Info } from "../data/shapes";
 import { Icon } from "../parts/icons";
 import { Section } from "../parts/basics";
 import { info, login, logout, useFeed } from "../station";
+import "../parts/shared";
 
 const controlWords: Record<Control, string> = {
   view: "Nur ansehen",

@@ -1,13 +1,16 @@
 // The first screen: is everything all right, what has just happened, what are the figures.
 
-import { clock, figure, since, span, whole } from "../data/format";
+import { clock, count, figure, since, whole } from "../data/format";
+import { silentAfter } from "../data/lines";
+import type { Network } from "../data/network";
 import { links } from "../data/route";
-import { deviceState, type Mood, type Problem } from "../data/verdict";
+import { deviceState, type Mood } from "../data/verdict";
 import type { Situation } from "../situation";
 import { stationNow } from "../station";
-import { Empty, Figure, LevelMark, Section } from "../parts/basics";
+import { Empty, Figure, Section } from "../parts/basics";
 import { EventExcerpt } from "../parts/EventList";
 import { Icon, type IconName } from "../parts/icons";
+import { ProblemList } from "../parts/ProblemList";
 
 export const moodIcons: Record<Mood, IconName> = { ok: "ok", warning: "warning", alarm: "alarm", unknown: "unknown" };
 
@@ -39,31 +42,7 @@ export function VerdictLine({ situation }: { situation: Situation }) {
   );
 }
 
-export function ProblemList({ problems, now }: { problems: Problem[]; now: number }) {
-  return (
-    <ul class="problems">
-      {problems.map((problem) => (
-        <li key={problem.key}>
-          <a class={`problem ${problem.severity}`} href={problem.link}>
-            <span class="problem-body">
-              <LevelMark level={problem.severity} />
-              <span class="problem-text">
-                <span class="problem-what">{problem.what}</span>
-                <span class="quiet">
-                  {problem.where}
-                  {problem.since !== null && ` · seit ${since(problem.since, now)} (${span(now - problem.since)})`}
-                </span>
-              </span>
-            </span>
-            <Icon name="forward" size={20} />
-          </a>
-        </li>
-      ))}
-    </ul>
-  );
-}
-
-function Tiles({ situation }: { situation: Situation }) {
+function PowerTiles({ situation }: { situation: Situation }) {
   const { power } = situation;
   if (!power) return null;
   const online = power.devices.filter((meter) => deviceState(meter.status) === "online");
@@ -106,8 +85,45 @@ function Tiles({ situation }: { situation: Situation }) {
   );
 }
 
+function NetworkTiles({ network }: { network: Network }) {
+  const conflicts = network.universeList.filter((universe) => universe.status === "conflict").length;
+  const active = network.universeList.filter((universe) => universe.status === "ok").length + conflicts;
+  const silent = network.nodeList.filter((node) => node.age !== null && node.age > silentAfter).length;
+  if (!network.running)
+    return (
+      <a class="card tile" href={links.network}>
+        <p class="mark quiet">
+          <Icon name="pause" size={18} />
+          Überwachung läuft nicht
+        </p>
+      </a>
+    );
+  return (
+    <div class="tiles three">
+      <a class="card tile" href={links.networkSection("universes")}>
+        <p class="caption">Universen</p>
+        <span class="figure tile">{active}</span>
+        <p class="tile-note">{conflicts > 0 ? `aktiv, ${count(conflicts, "Konflikt", "Konflikte")}` : "aktiv"}</p>
+      </a>
+      <a class="card tile" href={links.networkSection("nodes")}>
+        <p class="caption">Nodes</p>
+        <span class="figure tile">{network.nodeList.length - silent}</span>
+        <p class="tile-note">{silent > 0 ? `da, ${silent} verstummt` : "da"}</p>
+      </a>
+      <a class="card tile" href={links.networkSection("devices")}>
+        <p class="caption">Geräte</p>
+        <span class="figure tile">
+          {network.online}
+          <span class="unit"> von {network.total}</span>
+        </span>
+        <p class="tile-note">online</p>
+      </a>
+    </div>
+  );
+}
+
 export function Overview({ situation }: { situation: Situation }) {
-  const { power, events, problems } = situation;
+  const { power, network, events, problems } = situation;
   return (
     <div class="page overview">
       <h1 class="aside-text">Übersicht</h1>
@@ -132,7 +148,16 @@ export function Overview({ situation }: { situation: Situation }) {
         >
           {events && events.length > 0 ? <EventExcerpt events={events.slice(0, 5)} /> : <Empty title={events ? "Noch keine Ereignisse" : "Lade …"} />}
         </Section>
-        <Section title="Strom">{power ? <Tiles situation={situation} /> : <Empty title="Lade …" />}</Section>
+        <div>
+          <Section title="Strom">{power ? <PowerTiles situation={situation} /> : <Empty title="Lade …" />}</Section>
+          {network && (
+            <div class={situation.networkStale ? "old" : undefined}>
+              <Section title="Netz">
+                <NetworkTiles network={network} />
+              </Section>
+            </div>
+          )}
+        </div>
       </div>
     </div>
   );

@@ -1,32 +1,25 @@
 // All sources of power; a chosen meter stands beside the list where there is room, instead of it where there is none.
 
-import { useEffect } from "preact/hooks";
 import { count, figure } from "../data/format";
 import { links } from "../data/route";
 import { deviceState } from "../data/verdict";
 import type { Situation } from "../situation";
 import { Empty, Figure, Near, Section } from "../parts/basics";
+import { useEscape } from "../parts/escape";
+import { lazy } from "../parts/lazy";
 import { MeterCard } from "../parts/MeterCard";
 import { UpsCard } from "../parts/UpsCard";
-import { Device } from "./Device";
 
+const Device = lazy(() => import("./Device").then((part) => part.Device));
 const cardHeight = 310;
 
 export function Power({ situation, device }: { situation: Situation; device: string | null }) {
   const { power } = situation;
-  useEffect(() => {
-    if (!device) return;
-    const escape = (event: KeyboardEvent) => {
-      if (event.key === "Escape" && !document.querySelector("dialog[open], .fresh")) location.hash = links.power;
-    };
-    window.addEventListener("keydown", escape);
-    return () => window.removeEventListener("keydown", escape);
-  }, [device]);
-
+  useEscape(links.power, device !== null);
   const online = power?.devices.filter((meter) => deviceState(meter.status) === "online").length ?? 0;
   return (
     <div class={`page power ${device ? "with-detail" : ""}`}>
-      <div class="power-list">
+      <div class="master">
         <h1>Strom</h1>
         {!power && <Empty title="Lade …" />}
         {power && power.devices.length === 0 && power.ups.length === 0 && (

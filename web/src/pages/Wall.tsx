@@ -2,6 +2,8 @@
 
 import { useEffect, useRef, useState } from "preact/hooks";
 import { clock, figure, since } from "../data/format";
+import { silentAfter } from "../data/lines";
+import type { Network } from "../data/network";
 import type { Meter } from "../data/shapes";
 import { deviceState, isSilent, errorReason, type Problem } from "../data/verdict";
 import { Figure, LevelMark, StateMark } from "../parts/basics";
@@ -10,6 +12,7 @@ import { Announcer } from "../parts/NewAlarms";
 import { useSituation } from "../situation";
 import { info, stationNow, useFeed } from "../station";
 import { VerdictLine } from "./Overview";
+import "../parts/shared";
 
 const smallestCard = { width: 480, height: 236 };
 const gap = 24;
@@ -82,6 +85,26 @@ function useRoom() {
   return { box, room };
 }
 
+/** What is there on the network; its alarms stand among the others. */
+function WallNetwork({ network, stale }: { network: Network; stale: boolean }) {
+  if (!network.running) return <p class="wall-network quiet">Netz: Überwachung läuft nicht</p>;
+  const nodes = network.nodeList.filter((node) => node.age === null || node.age <= silentAfter).length;
+  const active = network.universeList.filter((universe) => universe.status === "ok" || universe.status === "conflict").length;
+  return (
+    <div class={`wall-network ${stale ? "old" : ""}`}>
+      <span>
+        <span class="caption">Universen aktiv</span> <Figure of={{ text: String(active), unit: "" }} size="tile" />
+      </span>
+      <span>
+        <span class="caption">Nodes da</span> <Figure of={{ text: String(nodes), unit: "" }} size="tile" />
+      </span>
+      <span>
+        <span class="caption">Geräte online</span> <Figure of={{ text: String(network.online), unit: `von ${network.total}` }} size="tile" />
+      </span>
+    </div>
+  );
+}
+
 export function Wall() {
   const situation = useSituation();
   const name = useFeed(info).data?.name ?? "Brantholme";
@@ -105,6 +128,7 @@ export function Wall() {
         </div>
       </header>
       {situation.problems.length > 0 && <WallProblems problems={situation.problems} />}
+      {situation.network && <WallNetwork network={situation.network} stale={situation.networkStale} />}
       <main class="wall-meters" ref={box}>
         {meters.slice(0, room).map((meter) => (
           <WallMeter key={meter.id} meter={meter} />

@@ -2,7 +2,6 @@
 
 import { useEffect, useRef, useState } from "preact/hooks";
 import uPlot from "uplot";
-import "uplot/dist/uPlot.min.css";
 import { clock, decimal, scaleOf, withUnit } from "../data/format";
 import type { Reading } from "../data/shapes";
 

@@ -1,15 +1,14 @@
 // Events, newest first. Only the rows in sight are in the page, so thousands scroll like ten.
 
-import { useEffect, useLayoutEffect, useRef, useState } from "preact/hooks";
+import { useLayoutEffect, useRef, useState } from "preact/hooks";
 import { ago, dateAndClock } from "../data/format";
 import type { LogEvent } from "../data/shapes";
-import { visibleRows } from "../data/windowing";
 import { stationNow, useTick } from "../station";
 import { LevelMark, Sheet } from "./basics";
+import { useWindowed } from "./windowed";
 
-/** Two lines of text on a phone, one where there is room; the style sheet has the same limit. */
-const wide = matchMedia("(min-width: 720px)");
-const rowHeightNow = () => (wide.matches ? 64 : 84);
+/** Two lines of text on a phone, one where there is room. */
+const heights = { narrow: 84, wide: 64 };
 const keyOf = (event: LogEvent) => `${event.time} ${event.source} ${event.text}`;
 
 export function EventRow({ event, now, onOpen }: { event: LogEvent; now: number; onOpen: () => void }) {
@@ -56,29 +55,8 @@ export function EventExcerpt({ events }: { events: LogEvent[] }) {
 export function EventList({ events }: { events: LogEvent[] }) {
   useTick();
   const box = useRef<HTMLDivElement>(null);
-  const [top, setTop] = useState(0);
-  const [rowHeight, setRowHeight] = useState(rowHeightNow);
+  const { first, end, rowHeight, top, wide } = useWindowed(box, events.length, heights);
   const [open, setOpen] = useState<LogEvent | null>(null);
-
-  useEffect(() => {
-    let frame = 0;
-    const measure = () => {
-      frame = 0;
-      setRowHeight(rowHeightNow());
-      if (box.current) setTop(-box.current.getBoundingClientRect().top);
-    };
-    const later = () => {
-      frame ||= requestAnimationFrame(measure);
-    };
-    measure();
-    window.addEventListener("scroll", later, { passive: true });
-    window.addEventListener("resize", later);
-    return () => {
-      cancelAnimationFrame(frame);
-      window.removeEventListener("scroll", later);
-      window.removeEventListener("resize", later);
-    };
-  }, []);
 
   // Who reads further down keeps the lines under the eyes when new ones come in above.
   const firstKey = useRef<string | null>(null);
@@ -90,17 +68,16 @@ export function EventList({ events }: { events: LogEvent[] }) {
     if (added > 0) window.scrollBy(0, added * rowHeight);
   }, [events]);
 
-  const shown = visibleRows(events.length, rowHeight, top, window.innerHeight);
   return (
-    <div class="events card" ref={box} style={{ height: `${events.length * rowHeight}px` }} role="list">
-      {events.slice(shown.first, shown.end).map((event, index) => (
+    <div class={`events card ${wide ? "wide" : ""}`} ref={box} style={{ height: `${events.length * rowHeight}px` }} role="list">
+      {events.slice(first, end).map((event, index) => (
         <div
           key={keyOf(event)}
           class="event-place"
           role="listitem"
-          aria-posinset={shown.first + index + 1}
+          aria-posinset={first + index + 1}
           aria-setsize={events.length}
-          style={{ top: `${(shown.first + index) * rowHeight}px`, height: `${rowHeight}px` }}
+          style={{ top: `${(first + index) * rowHeight}px`, height: `${rowHeight}px` }}
         >
           <EventRow event={event} now={stationNow()} onOpen={() => setOpen(event)} />
         </div>

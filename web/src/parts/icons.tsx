@@ -5,6 +5,8 @@ import type { JSX } from "preact";
 const drawings = {
   overview: <><path d="M3.5 16.5a8.5 8.5 0 1 1 17 0" /><path d="M12 16.5l4-5" /><path d="M3.5 20h17" /></>,
   power: <path d="M13 2.75 5.5 13.5H12l-1 7.75 7.5-10.75H12z" />,
+  network: <><rect x="8.75" y="2.75" width="6.5" height="5" rx="1.25" /><rect x="2.75" y="16.25" width="6.5" height="5" rx="1.25" /><rect x="14.75" y="16.25" width="6.5" height="5" rx="1.25" /><path d="M12 7.75V12M6 16.25V12h12v4.25" /></>,
+  pause: <><circle cx="12" cy="12" r="9.25" /><path d="M9.75 8.75v6.5M14.25 8.75v6.5" /></>,
   events: <><path d="M9 6h11.5M9 12h11.5M9 18h7.5" /><path d="M4 6h.01M4 12h.01M4 18h.01" stroke-width="2.5" /></>,
   more: <><circle cx="5" cy="12" r="1.25" /><circle cx="12" cy="12" r="1.25" /><circle cx="19" cy="12" r="1.25" /></>,
   ok: <><circle cx="12" cy="12" r="9.25" /><path d="m7.75 12.5 2.9 2.9 5.6-6.4" /></>,

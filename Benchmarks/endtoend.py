@@ -1,7 +1,8 @@
-"""What the whole program costs, measured from outside: endtoend.py BUILD_FOLDER [load] [http] [idle] [start] [soak]; all but soak when none is named.
+"""What the whole program costs, measured from outside: endtoend.py BUILD_FOLDER [load] [http] [idle] [start] [soak] [universes[:MINUTES]];
+all but soak and universes when none is named.
 
-Everything runs on the loopback address of this machine; the meters and the judges (nginx, wrk) are processes of their own, and only the
-program's own times are counted. Bounded: about two and a half minutes in all.
+Everything runs on the loopback address of this machine; the meters, the lighting data and the judges (nginx, wrk) are processes of their
+own, and only the program's own times are counted. Bounded: about two and a half minutes in all.
 """
 import json
 import os
@@ -22,7 +23,9 @@ TICKS = os.sysconf("SC_CLK_TCK")
 BUILD = os.path.abspath(sys.argv[1] if len(sys.argv) > 1 else "build/release")
 PROGRAM = os.path.join(BUILD, "kestrelyne")
 FARM = os.path.join(BUILD, "Benchmarks", "meterfarm")
+LIGHT = os.path.join(BUILD, "Benchmarks", "lightload")
 METERS, FIRST_PORT = 64, 16200
+UNIVERSES, FRAMES = 500, 44  # of each protocol, a second
 
 
 def free_port():
@@ -96,6 +99,29 @@ def store_meters(folder):
     subprocess.run([PROGRAM, "settings", "set", "devices.v1", "-", "--type", "json", "--data", folder], input=json.dumps(devices), text=True, check=True, stderr=subprocess.DEVNULL)
 
 
+def asked(port, path, seconds):
+    """Fifty requests a second, whether or not the previous one is answered: what they took, as text."""
+    times, failed = [], []
+
+    def ask(due):
+        time.sleep(max(0, due - time.monotonic()))
+        sent = time.monotonic()
+        try:
+            get(port, path)
+            times.append(time.monotonic() - sent)
+        except OSError as error:
+            failed.append(error)
+
+    start = time.monotonic() + 0.2
+    workers = [threading.Thread(target=lambda k=k: [ask(start + i / 50) for i in range(k, int(seconds * 50), 8)]) for k in range(8)]
+    for worker in workers:
+        worker.start()
+    for worker in workers:
+        worker.join()
+    times.sort()
+    return "median %.1f ms, 99th percentile %.1f ms, longest %.1f ms, failed %d" % (statistics.median(times) * 1000, times[int(len(times) * 0.99)] * 1000, times[-1] * 1000, len(failed))
+
+
 def load():
     print("## 64 meters, ten readings a second")
     with tempfile.TemporaryDirectory() as folder, Running([FARM, str(FIRST_PORT), str(METERS)]):
@@ -112,25 +138,7 @@ def load():
             done = [b - a for a, b in zip(before, after)]
             cycles = sum(done)
             print("cycles %d in %.1f s, fewest of one meter %d of %d; CPU %.1f %% of one core; %.1f thread switches a cycle; resident %.0f MB" % (cycles, took, min(done), int(took * 10), cpu / took * 100, turned / cycles, resident_mb(running.pid)))
-            times, failed = [], []
-
-            def ask(due):
-                time.sleep(max(0, due - time.monotonic()))
-                sent = time.monotonic()
-                try:
-                    get(port, "/api/power")
-                    times.append(time.monotonic() - sent)
-                except OSError as error:
-                    failed.append(error)
-
-            start = time.monotonic() + 0.2
-            workers = [threading.Thread(target=lambda k=k: [ask(start + i / 50) for i in range(k, 1000, 8)]) for k in range(8)]
-            for worker in workers:
-                worker.start()
-            for worker in workers:
-                worker.join()
-            times.sort()
-            print("/api/power, 50 a second for 20 s under that load: median %.1f ms, 99th percentile %.1f ms, longest %.1f ms, failed %d" % (statistics.median(times) * 1000, times[int(len(times) * 0.99)] * 1000, times[-1] * 1000, len(failed)))
+            print("/api/power, 50 a second for 20 s under that load: " + asked(port, "/api/power", 20))
             loop = status(folder)["loop"]
             print("main thread: longest turn %.1f ms; turns below %s ms and longer: %s" % (loop["longestMs"], loop["limitsMs"], loop["turns"]))
 
@@ -199,6 +207,39 @@ def soak():
                 print("minute %d: resident %.0f MB, fewest readings of one meter %d" % (minute + 1, resident_mb(running.pid), min(meter["readings"] for meter in status(folder)["meters"])), flush=True)
 
 
+def universes(minutes="10"):
+    if "KESTRELYNE_OWN_NETWORK" not in os.environ:
+        # In a network of its own, so that nothing is sent to a real one.
+        links = "ip link set lo up && ip link add rig0 type veth peer name rig1 && ip address add 10.77.0.1/24 dev rig0 && ip link set rig0 up && ip link set rig1 up"
+        words = ["unshare", "-n"] if os.geteuid() == 0 else ["unshare", "-rn"]
+        words += ["sh", "-c", links + ' && exec "$@"', "sh", sys.executable, sys.argv[0], BUILD, "universes:" + minutes]
+        sys.stdout.flush()
+        subprocess.run(words, env=dict(os.environ, KESTRELYNE_OWN_NETWORK="1"), check=True)
+        return
+    minutes = int(minutes)
+    print("## %d universes at %d frames a second, half of them Art-Net, half sACN, for %d minutes" % (2 * UNIVERSES, FRAMES, minutes), flush=True)
+    with tempfile.TemporaryDirectory() as folder:
+        port = free_port()
+        with program(folder, port, "--monitor") as running:
+            wait_port(port)
+            time.sleep(2)
+            with Running([LIGHT, "6454", str(UNIVERSES), "5568", str(UNIVERSES), str(FRAMES), str(minutes * 60 + 60)]) as sender:
+                time.sleep(5)
+                for minute in range(minutes):
+                    cpu, sent, begun = cpu_seconds(running.pid), cpu_seconds(sender.pid), time.monotonic()
+                    # Its own figures without anybody asking, then with fifty questions a second.
+                    time.sleep(30)
+                    quiet, offered, took = cpu_seconds(running.pid) - cpu, cpu_seconds(sender.pid) - sent, time.monotonic() - begun
+                    cpu, begun = cpu_seconds(running.pid), time.monotonic()
+                    answers = asked(port, "/api/network", 28)
+                    busy = (cpu_seconds(running.pid) - cpu) / (time.monotonic() - begun)
+                    picture = json.loads(get(port, "/api/network"))
+                    rates = [source["fps"] for universe in picture["universeList"] for source in universe["senders"]]
+                    print("minute %d: dropped %d, refused %d; universes %d, rates %.1f to %.1f; CPU %.1f %% of one core (sender %.1f %%), %.1f %% while asked; resident %.0f MB; /api/network %s" % (minute + 1, picture["health"]["dropped"], picture["health"]["refused"], picture["universes"], min(rates), max(rates), quiet / took * 100, offered / took * 100, busy * 100, resident_mb(running.pid), answers), flush=True)
+                loop = status(folder)["loop"]
+                print("main thread: longest turn %.1f ms; turns below %s ms and longer: %s" % (loop["longestMs"], loop["limitsMs"], loop["turns"]))
+
+
 def start():
     print("## from start to the first answer")
     times = []
@@ -213,6 +254,7 @@ def start():
 
 
 if __name__ == "__main__":
-    chosen = sys.argv[2:] or ["load", "http", "idle", "start"]
-    for name in chosen:
-        {"load": load, "http": http, "idle": idle, "start": start, "soak": soak}[name]()
+    known = {"load": load, "http": http, "idle": idle, "start": start, "soak": soak, "universes": universes}
+    for word in sys.argv[2:] or ["load", "http", "idle", "start"]:
+        name, _, argument = word.partition(":")
+        known[name](*([argument] if argument else []))

@@ -1,7 +1,11 @@
 """What the tests against foreign programs share: the program under test, a wait with a limit, a skip with a reason.
 
-Everything stays on the loopback address; every process that is started is ended by its own handle.
+Everything stays on the loopback address or in network namespaces of the test (namespaces.py); every process that is started is ended by
+its own handle.
 """
+import contextlib
+import ctypes
+import http.client
 import json
 import os
 import shutil
@@ -12,7 +16,6 @@ import subprocess
 import sys
 import tempfile
 import time
-import urllib.request
 
 PROGRAM = os.environ.get("KESTRELYNE_BINARY", "build/release/kestrelyne")
 
@@ -25,6 +28,12 @@ def skip(reason):
 def need(command):
     if shutil.which(command) is None:
         skip(command + " is not installed")
+
+
+def check(condition, what):
+    if not condition:
+        raise SystemExit("wrong: " + what)
+    print("right: " + what, flush=True)
 
 
 def free_port():
@@ -53,11 +62,16 @@ def port_open(port):
         return True
 
 
+def end_with_parent():
+    """In a child before it starts: the test that ctest kills takes its children with it."""
+    ctypes.CDLL(None).prctl(1, signal.SIGKILL)
+
+
 class Child:
     """A process of this test; ended by its handle, hard after five seconds."""
 
     def __init__(self, words, **options):
-        self.process = subprocess.Popen(words, **options)
+        self.process = subprocess.Popen(words, preexec_fn=end_with_parent, **options)
 
     def __enter__(self):
         return self
@@ -71,22 +85,68 @@ class Child:
                 self.process.kill()
                 self.process.wait()
 
+    def alive(self):
+        return self.process.poll() is None
+
 
 class Program(Child):
-    """The program with a folder of its own and the web interface on a free port."""
+    """The program with a folder of its own and the web interface on a free port; `inside` is a host of namespaces.py."""
 
-    def __init__(self, folder, *words):
-        self.port = free_port()
-        super().__init__([PROGRAM, "run", "--data", folder, "--web", "--no-lan", "--port", str(self.port), *words])
-        wait_for("the web interface", lambda: port_open(self.port))
+    def __init__(self, folder, *words, inside=None, **options):
+        self.inside = inside
+        with self.place():
+            self.port = free_port()
+        command = [PROGRAM, "run", "--data", folder, "--web", "--no-lan", "--port", str(self.port), *words]
+        super().__init__((inside.prefix if inside else []) + command, **options)
+        try:
+            wait_for("the web interface", self.open)
+        except BaseException:
+            self.__exit__()
+            raise
+
+    def place(self):
+        return self.inside.entered() if self.inside else contextlib.nullcontext()
+
+    def open(self):
+        if not self.alive():
+            raise SystemExit("the program has ended with %d" % self.process.returncode)
+        with self.place():
+            return port_open(self.port)
 
     def get(self, path):
-        with urllib.request.urlopen("http://127.0.0.1:%d%s" % (self.port, path), timeout=5) as answer:
-            return json.load(answer)
+        connection = http.client.HTTPConnection("127.0.0.1", self.port, timeout=5)
+        try:
+            with self.place():
+                connection.connect()
+            connection.request("GET", path)
+            return json.load(connection.getresponse())
+        finally:
+            connection.close()
+
+    def texts(self, level=None, source="Netzwerk"):
+        """The events of the network side, oldest first."""
+        events = reversed(self.get("/api/events")["events"])
+        return [event["text"] for event in events if event["source"] == source and level in (None, event["level"])]
+
+    def wait_event(self, level, text, seconds=20):
+        """Waits for an event with exactly this text; answers after how many seconds it was seen."""
+        begun = time.monotonic()
+        try:
+            wait_for(repr(text), lambda: text in self.texts(level), seconds)
+        except SystemExit:
+            print("events: " + json.dumps(self.get("/api/events")["events"], ensure_ascii=False, indent=1), flush=True)
+            raise
+        print("right: %s: %s" % (level, text), flush=True)
+        return time.monotonic() - begun
+
+    def resident(self):
+        """Resident memory in MiB."""
+        with open("/proc/%d/status" % self.process.pid) as status:
+            return next(int(line.split()[1]) for line in status if line.startswith("VmRSS:")) / 1024
 
 
-def set_key(folder, key, value):
-    subprocess.run([PROGRAM, "settings", "set", key, "-", "--type", "json", "--data", folder], input=json.dumps(value), text=True, check=True)
+def set_key(folder, key, value, kind="json"):
+    subprocess.run([PROGRAM, "settings", "set", key, "-", "--type", kind, "--data", folder], input=json.dumps(value), text=True, check=True, stdout=subprocess.DEVNULL)
 
 
 def meter(identifier, port, **fields):
@@ -103,15 +163,18 @@ def single(value):
 
 
 class Capture(Child):
-    """tshark on the loopback adapter, written to a file; needs the right to capture."""
+    """tshark on one adapter, written to a file; needs the right to capture."""
 
-    def __init__(self, folder, port):
+    options = ["-o", "acn.dmx_enable:TRUE", "--enable-heuristic", "acn"]
+
+    def __init__(self, folder, wanted, adapter="lo", inside=None):
         need("tshark")
         if os.geteuid() != 0:
             skip("capturing needs root")
-        self.file = os.path.join(folder, "capture.pcap")
-        self.port = port
-        super().__init__(["tshark", "-q", "-i", "lo", "-f", "tcp port %d" % port, "-a", "duration:60", "-w", self.file], stderr=subprocess.PIPE, text=True)
+        handle, self.file = tempfile.mkstemp(prefix="capture.", suffix=".pcap", dir=folder)
+        os.close(handle)
+        command = ["tshark", "-q", "-i", adapter, "-f", wanted, "-a", "duration:120", "-w", self.file]
+        super().__init__((inside.prefix if inside else []) + command, stderr=subprocess.PIPE, text=True)
         # It says so once the capture stands.
         line = self.process.stderr.readline()
         while line and "Capturing on" not in line:
@@ -121,10 +184,20 @@ class Capture(Child):
         time.sleep(0.5)
 
     def fields(self, display, *names):
-        command = ["tshark", "-r", self.file, "-o", "mbtcp.tcp.port:%d" % self.port, "-Y", display, "-T", "fields"]
+        """One list a packet, one text a field; several values of one field are joined by a comma."""
+        command = ["tshark", "-n", "-r", self.file, *self.options, "-Y", display, "-T", "fields"]
         for name in names:
             command += ["-e", name]
-        return subprocess.run(command, capture_output=True, text=True, check=True).stdout.splitlines()
+        lines = subprocess.run(command, capture_output=True, text=True, check=True, timeout=60).stdout.splitlines()
+        return [line.split("\t") for line in lines]
+
+
+class ModbusCapture(Capture):
+    """Modbus on loopback, on any port."""
+
+    def __init__(self, folder, port):
+        super().__init__(folder, "tcp port %d" % port)
+        self.options = ["-o", "mbtcp.tcp.port:%d" % port]
 
 
 def temporary_folder():

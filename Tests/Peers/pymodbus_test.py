@@ -11,12 +11,6 @@ def group_rows(detail, name):
     return next(group["rows"] for group in detail["groups"] if group["name"] == name)
 
 
-def check(condition, what):
-    if not condition:
-        raise SystemExit("wrong: " + what)
-    print("right: " + what)
-
-
 with peer.temporary_folder() as folder:
     port = peer.free_port()
     peer.set_key(folder, "devices.v1", [peer.meter(IDENTIFIER, port)])
@@ -24,7 +18,7 @@ with peer.temporary_folder() as folder:
     peer.set_key(folder, "alarms." + IDENTIFIER, {"rules": [rule], "commLossEnabled": True, "commLossDelay": 1})
     with peer.Child([sys.executable, pymodbus_server.__file__, str(port)]):
         peer.wait_for("pymodbus", lambda: peer.port_open(port))
-        with peer.Capture(folder, port) as capture, peer.Program(folder) as program:
+        with peer.ModbusCapture(folder, port) as capture, peer.Program(folder) as program:
             path = "/api/device/" + IDENTIFIER
             peer.wait_for("the first reading", lambda: program.get(path)["status"] == "verbunden")
             peer.wait_for("a second reading", lambda: len(program.get(path)["trendP"]) >= 3)
@@ -32,35 +26,35 @@ with peer.temporary_folder() as folder:
             power = program.get("/api/power")["devices"][0]
 
             value = lambda address: peer.single(pymodbus_server.value_at(address))
-            check(detail["p"] == value(19026), "the sum of power is that of register 19026")
-            check(detail["i"] == [value(19012), value(19014), value(19016)], "the currents are those of 19012, 19014 and 19016")
-            check(power["u"] == [value(19000), value(19002), value(19004)], "the voltages are those of 19000, 19002 and 19004")
-            check(power["ull"] == [value(19006), value(19008), value(19010)], "the voltages between lines are those of 19006 to 19010")
-            check(power["f"] == 50.0, "the frequency is 50 Hz")
-            check(power["star"] == value(802), "the star point is that of 802, from an extended block")
+            peer.check(detail["p"] == value(19026), "the sum of power is that of register 19026")
+            peer.check(detail["i"] == [value(19012), value(19014), value(19016)], "the currents are those of 19012, 19014 and 19016")
+            peer.check(power["u"] == [value(19000), value(19002), value(19004)], "the voltages are those of 19000, 19002 and 19004")
+            peer.check(power["ull"] == [value(19006), value(19008), value(19010)], "the voltages between lines are those of 19006 to 19010")
+            peer.check(power["f"] == 50.0, "the frequency is 50 Hz")
+            peer.check(power["star"] == value(802), "the star point is that of 802, from an extended block")
             share = value(802) / value(806) * 100
-            check(abs(power["starPct"] - share) < 1e-9, "its share is 802 over 806")
-            check(power["energy"] == value(19068), "the energy is that of 19068")
-            check(power["thdU"] == [value(19110), value(19112), value(19114)], "the distortions are those of 19110 to 19114")
+            peer.check(abs(power["starPct"] - share) < 1e-9, "its share is 802 over 806")
+            peer.check(power["energy"] == value(19068), "the energy is that of 19068")
+            peer.check(power["thdU"] == [value(19110), value(19112), value(19114)], "the distortions are those of 19110 to 19114")
             grid = {row["label"]: row["value"] for row in group_rows(detail, "Netz")}
-            check(grid == {"Frequenz": "50,000 Hz", "Drehfeld": "links"}, "frequency and rotation read as words and numbers")
+            peer.check(grid == {"Frequenz": "50,000 Hz", "Drehfeld": "links"}, "frequency and rotation read as words and numbers")
             thd = group_rows(detail, "THD Strom")
-            check(thd[2]["value"] == "–", "a value that is no number shows as missing")
+            peer.check(thd[2]["value"] == "–", "a value that is no number shows as missing")
             neutral = group_rows(detail, "N-Leiter / Differenzstrom")
-            check(all(row["value"] == "–" for row in neutral), "blocks that the meter refuses leave their values missing")
+            peer.check(all(row["value"] == "–" for row in neutral), "blocks that the meter refuses leave their values missing")
             crest = group_rows(detail, "Crest-Faktor")
-            check(crest[0]["value"] != "–", "the block behind a refused one is read")
-            check(all(point == value(19026) for point in detail["trendP"]), "the trend holds what was read")
+            peer.check(crest[0]["value"] != "–", "the block behind a refused one is read")
+            peer.check(all(point == value(19026) for point in detail["trendP"]), "the trend holds what was read")
             summary = "Spannung L-N L1 > 253,0 V"
             peer.wait_for("the alarm", lambda: program.get("/api/power")["devices"][0]["alarms"])
-            check(program.get("/api/power")["devices"][0]["alarms"] == [{"text": summary, "severity": "alarm"}], "a violated rule is an active alarm")
+            peer.check(program.get("/api/power")["devices"][0]["alarms"] == [{"text": summary, "severity": "alarm"}], "a violated rule is an active alarm")
             newest = program.get("/api/events")["events"][0]
-            check((newest["source"], newest["level"], newest["text"]) == ("Prüfling", "alarm", summary + " – aktuell 2375 V"), "and the newest event")
+            peer.check((newest["source"], newest["level"], newest["text"]) == ("Prüfling", "alarm", summary + " – aktuell 2375 V"), "and the newest event")
         requests = capture.fields("mbtcp && tcp.dstport==%d" % port, "modbus.func_code", "modbus.reference_num")
-        check(len(requests) >= 8, "tshark dissects %d requests" % len(requests))
-        check(capture.fields("_ws.malformed && tcp.dstport==%d" % port, "frame.number") == [], "no request is malformed")
-        refused = [line for line in requests if line.endswith("\t10873") or line.endswith("\t10085")]
-        check(len(refused) == 2, "each refused block was asked for once: " + repr(refused))
+        peer.check(len(requests) >= 8, "tshark dissects %d requests" % len(requests))
+        peer.check(capture.fields("_ws.malformed && tcp.dstport==%d" % port, "frame.number") == [], "no request is malformed")
+        refused = [words for words in requests if words[1] in ("10873", "10085")]
+        peer.check(len(refused) == 2, "each refused block was asked for once: " + repr(refused))
 
     # The server is gone: the meter shows an error, and its values stay.
     with peer.Program(folder) as program:
@@ -70,7 +64,7 @@ with peer.temporary_folder() as folder:
         peer.wait_for("the loss of communication", lambda: lost in program.get("/api/power")["devices"][0]["alarms"])
         with peer.Child([sys.executable, pymodbus_server.__file__, str(port)]):
             peer.wait_for("the return of the meter", lambda: program.get(path)["status"] == "verbunden")
-            check(True, "a meter that comes back is polled again by itself")
+            peer.check(True, "a meter that comes back is polled again by itself")
             texts = [event["text"] for event in program.get("/api/events")["events"]]
-            check("Behoben: Kommunikation wiederhergestellt" in texts, "its return is an event")
-            check("Kommunikationsausfall – keine Antwort seit 1 s" in texts, "so was its loss")
+            peer.check("Behoben: Kommunikation wiederhergestellt" in texts, "its return is an event")
+            peer.check("Kommunikationsausfall – keine Antwort seit 1 s" in texts, "so was its loss")

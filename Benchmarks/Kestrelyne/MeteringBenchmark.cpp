@@ -85,7 +85,7 @@ void powerAnswer(benchmark::State& state) {
     meters.fill();
     std::size_t bytes = 0;
     for (auto _ : state) {
-        const auto response = powerResponse(meters.store());
+        const auto response = powerResponse(meters.store(), nullptr);
         bytes = response.body.size();
         benchmark::DoNotOptimize(bytes);
     }

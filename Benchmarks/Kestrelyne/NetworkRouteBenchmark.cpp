@@ -1,4 +1,4 @@
-// What a phone's poll of the network page costs on the main thread.
+// What a phone's poll of the network page costs on the main thread, and the list of problems in it.
 
 #include <benchmark/benchmark.h>
 
@@ -6,6 +6,7 @@
 
 #include "Base/BackgroundPool.hpp"
 #include "Base/MainLoop.hpp"
+#include "Kestrelyne/Presentation/NetworkProblems.hpp"
 #include "Kestrelyne/Remote/NetworkRoutes.hpp"
 #include "NetCore/ArtNetDMX.hpp"
 #include "NetCore/SACNData.hpp"
@@ -16,12 +17,25 @@ namespace {
 
 constexpr std::uint32_t firstConsole = 0x0A000005, secondConsole = 0x0A000006;  // 10.0.0.5, 10.0.0.6
 
-// A monitor that listens nowhere and has heard two sources of each universe.
+// Stands still: sources do not fall silent while they are measured.
+class StandingClock final : public base::Clock {
+public:
+    base::WallTime now() const override { return base::WallTime(std::chrono::seconds(1782900000)); }
+    base::SteadyTime steadyNow() const override { return base::SteadyTime(std::chrono::seconds(1000)); }
+};
+
+// A monitor that nobody can reach and that has heard two sources of each universe: each is in conflict.
 class Rig {
 public:
     explicit Rig(int universes) {
-        NetworkServices services{.settings = settings_, .pool = pool_, .clock = base::SystemClock::shared(), .outlets = outlets_};
+        NetworkServices services{.settings = settings_, .pool = pool_, .clock = clock_, .outlets = outlets_};
+        services.ports = {.artnet = 0, .sacn = 0, .ma3 = 0, .ma2 = {}, .ptpEvent = 0, .ptpGeneral = 0};
+        services.listInterfaces = [] { return std::vector<netcore::NetInterface>(); };
+        services.capture = services.bonjour = services.watchAdapters = false;
+        services.loopbackOnly = true;
         monitor_ = std::make_unique<NetworkMonitor>(std::move(services));
+        // Problems are told only of a network that is watched. The loop is never turned: no task begins.
+        monitor_->start();
         for (int i = 0; i < universes / 2; ++i)
             for (const auto console : {firstConsole, secondConsole}) hear(i, console);
         monitor_->refreshPackets();
@@ -41,14 +55,15 @@ private:
         monitor_->intake().packets.handleArtNet(view(artnet, console));
         monitor_->intake().packets.handleSACN(view(sacn, console));
     }
-    static netcore::UDPView view(base::Bytes bytes, std::uint32_t source) {
+    netcore::UDPView view(base::Bytes bytes, std::uint32_t source) const {
         netcore::UDPView view;
         view.data = bytes;
         view.source = source;
-        view.time = base::SystemClock::shared().moment();
+        view.time = clock_.moment();
         return view;
     }
 
+    const StandingClock clock_;
     base::HeadlessLoop loop_;
     SettingsStore settings_;
     base::BackgroundPool pool_{"bench.pool", 1};
@@ -65,6 +80,7 @@ void networkAnswer(benchmark::State& state) {
         benchmark::DoNotOptimize(bytes);
     }
     state.counters["bytes"] = static_cast<double>(bytes);
+    state.counters["problems"] = static_cast<double>(networkProblems(*rig.monitor(), rig.monitor()->clock().steadyNow()).size());
 }
 BENCHMARK(networkAnswer)
     ->Name("/api/network/universes of two sources")
@@ -72,5 +88,26 @@ BENCHMARK(networkAnswer)
     ->Arg(200)
     ->Arg(1000)
     ->Unit(benchmark::kMillisecond);
+
+void problemList(benchmark::State& state) {
+    const Rig rig(static_cast<int>(state.range(0)));
+    const auto& monitor = *rig.monitor();
+    std::size_t problems = 0;
+    for (auto _ : state) {
+        const auto list = networkProblems(monitor, monitor.clock().steadyNow());
+        problems = list.size();
+        benchmark::DoNotOptimize(problems);
+    }
+    state.counters["problems"] = static_cast<double>(problems);
+    state.SetComplexityN(state.range(0));
+}
+BENCHMARK(problemList)
+    ->Name("problems/universes in conflict")
+    ->Arg(250)
+    ->Arg(500)
+    ->Arg(1000)
+    ->Arg(2000)
+    ->Complexity()
+    ->Unit(benchmark::kMicrosecond);
 
 }  // namespace

@@ -2,6 +2,7 @@
 // A network monitor in a world of a test's making: time is passed by hand, adapters, neighbours and pings are what the test says,
 // and packets are put straight into what the sockets write into.
 
+#include <atomic>
 #include <memory>
 #include <string>
 #include <vector>
@@ -9,6 +10,7 @@
 #include "Base/BackgroundPool.hpp"
 #include "Kestrelyne/Network/NetworkMonitor.hpp"
 #include "NetCore/ArtNetDMX.hpp"
+#include "NetCore/FakeSNMPTarget.hpp"
 #include "NetCore/IPv4.hpp"
 #include "NetCore/SACNData.hpp"
 #include "Support/TestLoop.hpp"
@@ -33,7 +35,11 @@ public:
     NetworkMonitor& make() {
         NetworkServices services{.settings = settings, .pool = pool, .clock = time.clock(), .outlets = outlets};
         services.ports = ports;
-        services.listInterfaces = [this] { return noInterfaces ? std::nullopt : std::optional(interfaces); };
+        services.listInterfaces = [this] {
+            ++listings;
+            const base::Lock lock(mutex);
+            return noInterfaces ? std::nullopt : std::optional(interfaces);
+        };
         services.loopbackOnly = loopbackOnly;
         services.readARPTable = [this] { return std::optional(neighbours); };
         services.sweep = [this](const std::vector<std::string>& ips, base::Seconds timeout) {
@@ -44,7 +50,15 @@ public:
         };
         services.capture = capture;
         services.bonjour = false;
-        services.watchAdapters = false;
+        services.watchAdapters = watchAdapters;
+        services.seams = seams;
+        services.snmpTarget = [this](const NetDevice& device) -> std::shared_ptr<const netcore::SNMPTarget> {
+            asked.push_back(device.ip);
+            if (slow != nullptr) return slow;
+            const auto known = agents.find(device.ip);
+            return known == agents.end() ? silent : known->second;
+        };
+        services.readLocalUPS = [this] { return localUPS; };
         monitor = std::make_unique<NetworkMonitor>(std::move(services));
         return *monitor;
     }
@@ -93,12 +107,28 @@ public:
     std::vector<netcore::NetInterface> interfaces{adapter("none7", 7, "10.0.0.1")};
     std::vector<netcore::ARPRow> neighbours;
     std::optional<netcore::Ping::Answers> answers = netcore::Ping::Answers();
+    NetworkSeams seams;
     bool capture = false, loopbackOnly = false;
-    bool noInterfaces = false;  // the system does not answer
-    base::Mutex mutex;
+    bool watchAdapters = false;                                   // the system's own adapters: for a test in a network of its own
+    bool noInterfaces = false;                                    // the system does not answer
+    std::atomic<int> listings = 0;                                // how often the adapters were asked for
+    base::Mutex mutex;                                            // an answer of the system waits for it
     std::vector<std::string> swept KESTRELYNE_GUARDED_BY(mutex);  // addresses of the last round
     base::Seconds sweepTimeout KESTRELYNE_GUARDED_BY(mutex){};
+    /// By address; whoever is not here is silent. Read on the pool while the test waits.
+    std::map<std::string, std::shared_ptr<netcore::FakeSNMPTarget>> agents;
+    std::shared_ptr<const netcore::SNMPTarget> slow;  // asked instead of all of them
+    std::vector<std::string> asked;                   // whom a round went to, in its order
+    std::vector<netcore::LocalUPS::Entry> localUPS;
     std::unique_ptr<NetworkMonitor> monitor;
+
+private:
+    static std::shared_ptr<netcore::FakeSNMPTarget> makeSilent() {
+        auto target = std::make_shared<netcore::FakeSNMPTarget>();
+        target->failAll();
+        return target;
+    }
+    std::shared_ptr<netcore::FakeSNMPTarget> silent = makeSilent();
 };
 
 }  // namespace kestrelyne

@@ -33,7 +33,8 @@ Memberships::Memberships() : wanted_(std::make_shared<WantedGroups>()) {}
 bool Memberships::join(std::uint32_t group, std::uint32_t interfaceAddress) {
     const auto index = interfaceIndexOf(interfaceAddress);
     if (!IN_MULTICAST(group) || !index) return false;
-    base::Lock lock(mutex_);
+    base::Lock lock(changing_);
+    if (closed_) return false;
     const Asked asked(group, interfaceAddress);
     if (const auto found = indexOf_.find(asked); found != indexOf_.end()) {
         if (found->second == *index) return true;
@@ -41,27 +42,34 @@ bool Memberships::join(std::uint32_t group, std::uint32_t interfaceAddress) {
     }
     if (!carriers_.add(group, *index)) return false;
     indexOf_[asked] = *index;
-    auto wanted = std::make_shared<WantedGroups>(*wanted_);
-    wanted->add(group, *index);
-    wanted_ = std::move(wanted);
+    auto groups = *wanted();
+    groups.add(group, *index);
+    setWanted(std::move(groups));
     return true;
 }
 
 void Memberships::leave(std::uint32_t group, std::uint32_t interfaceAddress) {
-    base::Lock lock(mutex_);
+    base::Lock lock(changing_);
     forget({group, interfaceAddress});
 }
 
-void Memberships::leaveAll() {
-    base::Lock lock(mutex_);
+void Memberships::close() {
+    base::Lock lock(changing_);
+    closed_ = true;
+    setWanted({});
     carriers_ = {};
     indexOf_.clear();
-    wanted_ = std::make_shared<WantedGroups>();
 }
 
 std::shared_ptr<const WantedGroups> Memberships::wanted() const {
     base::Lock lock(mutex_);
     return wanted_;
+}
+
+void Memberships::setWanted(WantedGroups groups) {
+    std::shared_ptr<const WantedGroups> next = std::make_shared<WantedGroups>(std::move(groups));
+    base::Lock lock(mutex_);
+    wanted_.swap(next);
 }
 
 void Memberships::forget(const Asked& asked) {
@@ -72,10 +80,10 @@ void Memberships::forget(const Asked& asked) {
     const bool stillWanted =
         std::ranges::any_of(indexOf_, [&](const auto& other) { return other.first.first == asked.first && other.second == index; });
     if (stillWanted) return;
+    auto groups = *wanted();
+    groups.remove(asked.first, index);
+    setWanted(std::move(groups));
     carriers_.remove(asked.first, index);
-    auto wanted = std::make_shared<WantedGroups>(*wanted_);
-    wanted->remove(asked.first, index);
-    wanted_ = std::move(wanted);
 }
 
 // netdevice(7): SIOCGIFCONF lists one row an address, an address with a label under the label.

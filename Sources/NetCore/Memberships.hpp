@@ -24,7 +24,7 @@ private:
     std::vector<std::uint64_t> keys_;  // index and group in one number; ascending, each once
 };
 
-/// Any thread.
+/// Any thread. Joining and leaving may take the system a while; `wanted()` never waits for it.
 class Memberships {
 public:
     Memberships();
@@ -34,18 +34,23 @@ public:
     bool join(std::uint32_t group, std::uint32_t interfaceAddress);
     /// Works as well when the address is gone from the adapter since.
     void leave(std::uint32_t group, std::uint32_t interfaceAddress);
-    void leaveAll();
+    /// Leaves all; nothing is joined any more.
+    void close();
     /// Never null; what it points to never changes.
     std::shared_ptr<const WantedGroups> wanted() const;
 
 private:
     using Asked = std::pair<std::uint32_t, std::uint32_t>;  // group, address of the adapter
-    void forget(const Asked& asked) KESTRELYNE_REQUIRES(mutex_);
+    void forget(const Asked& asked) KESTRELYNE_REQUIRES(changing_);
+    void setWanted(WantedGroups groups) KESTRELYNE_REQUIRES(changing_);
 
+    // Held over calls of the system. The other one only for the exchange of a pointer: it is taken for each batch of datagrams.
+    base::Mutex changing_;
     mutable base::Mutex mutex_;
-    GroupCarriers carriers_ KESTRELYNE_GUARDED_BY(mutex_);
+    GroupCarriers carriers_ KESTRELYNE_GUARDED_BY(changing_);
     // Two addresses of one adapter may ask for the same membership; it stands until both have left.
-    std::map<Asked, std::uint32_t> indexOf_ KESTRELYNE_GUARDED_BY(mutex_);
+    std::map<Asked, std::uint32_t> indexOf_ KESTRELYNE_GUARDED_BY(changing_);
+    bool closed_ KESTRELYNE_GUARDED_BY(changing_) = false;
     std::shared_ptr<const WantedGroups> wanted_ KESTRELYNE_GUARDED_BY(mutex_);
 };
 

@@ -13,7 +13,7 @@ namespace netcore {
 class PacketCapture {
 public:
     struct Event {
-        CapturedFrame frame;
+        CapturedFrame frame;  // never a datagram
         base::Moment time{};  // of reading, not the frame's own stamp
     };
     /// Runs on the capture's own thread; hands over quickly.
@@ -26,8 +26,8 @@ public:
     PacketCapture(const PacketCapture&) = delete;
     PacketCapture& operator=(const PacketCapture&) = delete;
 
-    /// Throws NetError::socket: "Mitschnitt auf <interface> nicht möglich: <reason>", "Filter: <reason>". A file is played at no more
-    /// than 50 frames a second, then ends silently. Once.
+    /// Throws NetError::socket: "Mitschnitt auf <interface> nicht möglich: <reason>", "Filter: <reason>". A file is played at no
+    /// more than 50 frames a second, then ends silently. Once.
     void start(Handler handler);
     /// The handler is not called again, except for a call under way. Idempotent.
     void stop();

@@ -97,12 +97,14 @@ std::optional<EchoSocket> openDatagramSocket() {
     return std::nullopt;
 }
 
-// raw(7): for the superuser and CAP_NET_RAW. It sees every ICMP message of the computer, but for the filter.
+// raw(7): for the superuser and CAP_NET_RAW. It sees every ICMP message of the computer, but for the filter. Without IP_RECVERR
+// such a socket says "sent" also of a request that the system had no room for (ENOBUFS).
 std::optional<EchoSocket> openRawSocket() {
     base::FileDescriptor descriptor(socket(AF_INET, SOCK_RAW | SOCK_CLOEXEC | SOCK_NONBLOCK, IPPROTO_ICMP));
     if (!descriptor) return std::nullopt;
     icmp_filter filter{.data = ~(1U << ICMP_ECHOREPLY)};
     setsockopt(descriptor.get(), SOL_RAW, ICMP_FILTER, &filter, sizeof filter);
+    setOption(descriptor.get(), IPPROTO_IP, IP_RECVERR, 1);
     return EchoSocket{.descriptor = std::move(descriptor), .identifier = identifiers().next()};
 }
 
@@ -121,6 +123,12 @@ std::optional<EchoSocket> openSocket() {
     return std::nullopt;
 }
 
+// Beyond net.core.wmem_max and rmem_max only with CAP_NET_ADMIN.
+void enlargeBuffers(int descriptor) {
+    if (!setOption(descriptor, SOL_SOCKET, SO_SNDBUFFORCE, bufferBytes)) setOption(descriptor, SOL_SOCKET, SO_SNDBUF, bufferBytes);
+    if (!setOption(descriptor, SOL_SOCKET, SO_RCVBUFFORCE, bufferBytes)) setOption(descriptor, SOL_SOCKET, SO_RCVBUF, bufferBytes);
+}
+
 enum class Sent { yes, full, refused };
 
 Sent send(const EchoSocket& socket, std::uint32_t address, std::uint16_t sequence) {
@@ -134,35 +142,52 @@ Sent send(const EchoSocket& socket, std::uint32_t address, std::uint16_t sequenc
     }
 }
 
-// What waits in the socket: the next answer to our identifier, anything else skipped. Absent when nothing waits.
-std::optional<Reply> nextReply(const EchoSocket& socket) {
+// ip(7), IP_RECVERR: what was reported of earlier requests, those of other programs too. So much of it gets lost on its way that it
+// is no verdict: a host that cannot be reached is one that does not answer.
+void forgetErrors(const EchoSocket& socket, const Deadline& deadline) {
+    std::array<std::uint8_t, 1> ignored;
+    while (recv(socket.descriptor.get(), ignored.data(), ignored.size(), MSG_ERRQUEUE | MSG_DONTWAIT) >= 0)
+        if (deadline.passed()) return;
+}
+
+// What waits in the socket: the next answer to our identifier, anything else skipped. Absent when nothing waits or time is over.
+std::optional<Reply> nextReply(const EchoSocket& socket, const Deadline& deadline) {
     std::array<std::uint8_t, longestReply> buffer;
-    for (;;) {
+    do {
         const auto length = recv(socket.descriptor.get(), buffer.data(), buffer.size(), MSG_DONTWAIT);
         if (length < 0 && errno == EINTR) continue;
-        if (length < 0) return std::nullopt;
+        if (length < 0) {
+            const bool empty = errno == EAGAIN;
+            forgetErrors(socket, deadline);
+            if (empty) return std::nullopt;
+            continue;
+        }
         const auto reply = parseReply(base::Bytes(buffer).first(static_cast<std::size_t>(length)));
         if (reply && reply->identifier == socket.identifier) return reply;
-    }
+    } while (!deadline.passed());
+    return std::nullopt;
 }
 
 base::SteadyTime now() { return base::SystemClock::shared().steadyNow(); }
 
-// One sweep: what was asked, and what came back.
+// One sweep: what was asked, and what came back. One deadline holds for all of it.
 class Sweep {
 public:
-    Sweep(const EchoSocket& socket, const std::vector<std::string>& ips) : socket_(socket), ips_(ips), requests_(ips.size()) {}
+    Sweep(const EchoSocket& socket, const std::vector<std::string>& ips, const Deadline& deadline)
+        : socket_(socket), ips_(ips), deadline_(deadline), requests_(ips.size()) {}
 
-    // All requests, back to back. A full queue of the system is given time, but no more than the whole sweep may take.
-    void sendAll(const Deadline& deadline) {
+    // All requests, back to back. A full queue of the system is given time.
+    void sendAll() {
         for (std::size_t i = 0; i < ips_.size(); ++i) {
-            if (const auto address = ipToUInt32(ips_[i])) sendOne(i, *address, deadline);
-            if (i % requestsPerLook == requestsPerLook - 1) collect();
+            if (const auto address = ipToUInt32(ips_[i])) sendOne(i, *address);
+            if (i % requestsPerLook != requestsPerLook - 1) continue;
+            collect();
+            if (deadline_.passed()) return;
         }
     }
 
     void collect() {
-        while (const auto reply = nextReply(socket_)) {
+        while (const auto reply = nextReply(socket_, deadline_)) {
             // Sequence numbers count from 1, and from anew behind 65535.
             for (std::size_t i = static_cast<std::uint16_t>(reply->sequence - 1U); i < requests_.size(); i += sequences) {
                 auto& request = requests_[i];
@@ -172,10 +197,15 @@ public:
                 answers_.try_emplace(ips_[i], base::Seconds(now() - *request.sent).count());
                 break;
             }
+            if (deadline_.passed()) return;
         }
     }
 
-    std::size_t missing() const { return missing_; }
+    void awaitAnswers() {
+        collect();
+        while (missing_ > 0 && !deadline_.passed() && waitFor(socket_.descriptor.get(), POLLIN, deadline_)) collect();
+    }
+
     Answers takeAnswers() { return std::move(answers_); }
 
 private:
@@ -185,7 +215,7 @@ private:
         bool answered = false;
     };
 
-    void sendOne(std::size_t position, std::uint32_t address, const Deadline& deadline) {
+    void sendOne(std::size_t position, std::uint32_t address) {
         for (;;) {
             const auto time = now();
             const auto outcome = send(socket_, address, static_cast<std::uint16_t>(position + 1));
@@ -193,7 +223,7 @@ private:
                 requests_[position].sent = time;
                 ++missing_;
             }
-            if (outcome != Sent::full || deadline.passed()) return;
+            if (outcome != Sent::full || deadline_.passed()) return;
             waitFor(socket_.descriptor.get(), POLLIN, Deadline(pauseWhenFull));
             collect();
         }
@@ -201,6 +231,7 @@ private:
 
     const EchoSocket& socket_;
     const std::vector<std::string>& ips_;
+    const Deadline& deadline_;
     std::vector<Request> requests_;  // by position
     std::size_t missing_ = 0;        // sent and not answered
     Answers answers_;
@@ -215,11 +246,11 @@ std::optional<double> ping(const std::string& ip, base::Seconds timeout) {
     if (!socket) return std::nullopt;
     const auto address = ipToUInt32(ip);
     if (!address) return std::nullopt;
+    const Deadline deadline(timeout);
     const auto begun = now();
     if (send(*socket, *address, 1) != Sent::yes) return std::nullopt;
-    const Deadline deadline(timeout);
     while (waitFor(socket->descriptor.get(), POLLIN, deadline)) {
-        if (nextReply(*socket)) return base::Seconds(now() - begun).count();
+        if (nextReply(*socket, deadline)) return base::Seconds(now() - begun).count();
         if (deadline.passed()) break;
     }
     return std::nullopt;
@@ -229,16 +260,11 @@ std::optional<Answers> sweep(const std::vector<std::string>& ips, base::Seconds 
     if (ips.empty()) return Answers();
     const auto socket = openSocket();
     if (!socket) return std::nullopt;
-    setOption(socket->descriptor.get(), SOL_SOCKET, SO_RCVBUF, bufferBytes);
-    setOption(socket->descriptor.get(), SOL_SOCKET, SO_SNDBUF, bufferBytes);
-    Sweep sweep(*socket, ips);
-    sweep.sendAll(Deadline(timeout));
+    enlargeBuffers(socket->descriptor.get());
     const Deadline deadline(timeout);
-    sweep.collect();
-    while (sweep.missing() > 0 && waitFor(socket->descriptor.get(), POLLIN, deadline)) {
-        sweep.collect();
-        if (deadline.passed()) break;
-    }
+    Sweep sweep(*socket, ips, deadline);
+    sweep.sendAll();
+    sweep.awaitAnswers();
     return sweep.takeAnswers();
 }
 

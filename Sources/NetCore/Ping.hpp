@@ -23,8 +23,10 @@ std::optional<double> ping(const std::string& ip, base::Seconds timeout);
 
 /// Address to round trip in seconds, of those that answered.
 using Answers = std::map<std::string, double>;
-/// All requests back to back over one socket, then one shared wait. Absent when the system lets us open no ICMP socket: nothing is
-/// known of any host then. An empty list gives an empty map.
+/// All requests back to back over one socket, then one shared wait; the time limit holds for both together. Absent when the system
+/// lets us open no ICMP socket: nothing is known of any host then. An empty list gives an empty map. Addresses that may not be
+/// there are for the caller to pace: some 250 a call and a second, as each one takes a place in the computer's one neighbour table
+/// for three seconds.
 std::optional<Answers> sweep(const std::vector<std::string>& ips, base::Seconds timeout);
 
 /// Pure pieces.

@@ -40,7 +40,9 @@ base::FileDescriptor boundSocket(std::uint16_t port) {
     base::FileDescriptor descriptor(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
     if (!descriptor) throw NetError::socket(base::errnoText(errno));
     const int number = descriptor.get();
-    setOption(number, SOL_SOCKET, SO_REUSEADDR, 1);
+    // Of a socket that would share, the system takes a port of somebody who shares as well for a free one.
+    const bool anyFree = port == 0;
+    if (!anyFree) setOption(number, SOL_SOCKET, SO_REUSEADDR, 1);
     setOption(number, SOL_SOCKET, SO_BROADCAST, 1);
     setOption(number, IPPROTO_IP, IP_PKTINFO, 1);
     // Beyond net.core.rmem_max only with CAP_NET_ADMIN.
@@ -48,13 +50,14 @@ base::FileDescriptor boundSocket(std::uint16_t port) {
         setOption(number, SOL_SOCKET, SO_RCVBUF, UDPSocket::wantedReceiveBuffer);
     const auto address = socketAddress(INADDR_ANY, port);
     bool bound = bind(number, generic(address), sizeof address) == 0;
-    if (!bound && errno == EADDRINUSE) {
+    if (!bound && errno == EADDRINUSE && !anyFree) {
         // Another program of this user shares the port by SO_REUSEPORT alone. Not the first choice: with both options the system
         // would deal unicast out among the sockets of one user.
         setOption(number, SOL_SOCKET, SO_REUSEPORT, 1);
         bound = bind(number, generic(address), sizeof address) == 0;
     }
     if (!bound) throw NetError::socket("Port " + std::to_string(port) + " belegt: " + base::errnoText(errno));
+    if (anyFree) setOption(number, SOL_SOCKET, SO_REUSEADDR, 1);
     return descriptor;
 }
 
@@ -157,7 +160,7 @@ public:
         if (closed_.exchange(true)) return;
         boundPort_ = 0;
         countDrops();
-        memberships_.leaveAll();
+        memberships_.close();
         queue_.post([core = shared_from_this()] { core->closeHere(); });
     }
 

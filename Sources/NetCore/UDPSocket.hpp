@@ -28,7 +28,8 @@ public:
     /// Asked of the system, which may give less: `receiveBuffer()` tells.
     static constexpr int wantedReceiveBuffer = 4194304;
 
-    /// Port 0: any free one. The queue is named "net.udp." and the label. Throws NetError::socket: "Port <port> belegt: <reason>".
+    /// Port 0: any that nobody holds, not even to share it. The queue is named "net.udp." and the label. Throws NetError::socket:
+    /// "Port <port> belegt: <reason>".
     UDPSocket(std::uint16_t port, const std::string& label);
     ~UDPSocket();
     UDPSocket(const UDPSocket&) = delete;

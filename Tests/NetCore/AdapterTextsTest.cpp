@@ -62,6 +62,7 @@ TEST(AdapterTexts, ReadsTheHardwareAddress) {
     EXPECT_EQ(AdapterTexts::parseEther("en0: flags=1\n\toptions=400\n\tether f0:18:98:0:0:1 \n\tether 1:2:3:4:5:6\n"),
               (std::vector<std::uint8_t>{0xF0, 0x18, 0x98, 0, 0, 1}));
     for (const auto* text : {"", "\tinet 10.0.0.1\n", "\tether\n", "\tether \n", "\tether 1:2:3:4:5\n", "\tether 1:2:3:4:5:6:7\n",
-                             "\tether 1:2:3:4:5:100\n", "\tether 1:2:3:4:5:g\n"})
+                             "\tether 1:2:3:4:5:100\n", "\tether 1:2:3:4:5:g\n", "\tether 1:2:3:zz:5:6\n",
+                             "\tether 1:2:3:zz:4:5:6\n", "\tether 1:2:3:100:4:5:6\n", "\tether 1:2::4:5:6\n"})
         EXPECT_TRUE(AdapterTexts::parseEther(text).empty()) << text;
 }

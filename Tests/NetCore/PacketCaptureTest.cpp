@@ -151,6 +151,17 @@ TEST_F(PacketCaptureTest, AFileGivesARPAndIGMPInOrderAndNoDatagrams) {
     EXPECT_GE(time, before) << "the time of reading, not the frame's stamp";
 }
 
+TEST_F(PacketCaptureTest, DatagramsOfAFileAreNotEvenPlayed) {
+    std::vector<Bytes> frames(500, artNetFrame);
+    frames.push_back(arpFrame);
+    PacketCapture capture(file("busy.pcap", frames));
+    const auto begun = std::chrono::steady_clock::now();
+    capture.start(heard.handler());
+    ASSERT_TRUE(heard.waitFor(1));
+    EXPECT_LT(std::chrono::steady_clock::now() - begun, 500 * 20ms / 4);
+    EXPECT_THAT(heard.frames(), testing::ElementsAre(testing::VariantWith<ARPSeen>(testing::_)));
+}
+
 TEST_F(PacketCaptureTest, AFilePlaysAtFiftyFramesASecondAtMost) {
     PacketCapture capture(file("six.pcap", std::vector<Bytes>(6, arpFrame)));
     const auto begun = std::chrono::steady_clock::now();
@@ -259,6 +270,18 @@ TEST_F(PacketCaptureTest, AnAdapterGivesWhatComesInAndStopEndsAWaitForTraffic) {
     if (!made) GTEST_SKIP() << "a network of its own needs root";
     EXPECT_THAT(heard.frames(),
                 testing::ElementsAre(testing::VariantWith<ARPSeen>(testing::_), testing::VariantWith<IGMPReport>(testing::_)));
+}
+
+// The system takes the tag off before the filter sees the frame.
+TEST_F(PacketCaptureTest, AnAdapterAlsoGivesWhatIsTagged) {
+    const bool made = inOwnNetwork([&] {
+        PacketCapture capture("left");
+        capture.start(heard.handler());
+        EXPECT_TRUE(sendFrame("right", with(tagged(0x0806, arp(1)), {{0, 6, 0xFF}})));
+        EXPECT_TRUE(heard.waitFor(1));
+    });
+    if (!made) GTEST_SKIP() << "a network of its own needs root";
+    EXPECT_THAT(heard.frames(), testing::ElementsAre(testing::VariantWith<ARPSeen>(testing::_)));
 }
 
 TEST_F(PacketCaptureTest, WhileItRunsTheAdapterLetsAllGroupsThrough) {

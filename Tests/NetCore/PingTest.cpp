@@ -1,12 +1,15 @@
 #include "NetCore/Ping.hpp"
 
+#include <linux/icmp.h>
 #include <netinet/in.h>
-#include <netinet/ip_icmp.h>
 #include <sys/prctl.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <ctime>
 #include <future>
+#include <thread>
 
 #include "Base/FileDescriptor.hpp"
 #include "NetCore/SocketAddress.hpp"
@@ -64,6 +67,37 @@ public:
 
 private:
     base::FileDescriptor socket_;
+};
+
+// Answers without end, for as long as the object lives.
+class Flood {
+public:
+    Flood(std::uint16_t firstIdentifier, std::uint16_t count) {
+        for (int sender = 0; sender < 6; ++sender)
+            threads_.emplace_back([=](const std::stop_token& end) {
+                const base::FileDescriptor socket(::socket(AF_INET, SOCK_RAW | SOCK_CLOEXEC, IPPROTO_ICMP));
+                // It would get a copy of each.
+                const icmp_filter nothing{.data = ~0U};
+                setsockopt(socket.get(), SOL_RAW, ICMP_FILTER, &nothing, sizeof nothing);
+                auto target = socketAddress(INADDR_LOOPBACK, 0);
+                std::vector<std::vector<std::uint8_t>> messages;
+                for (std::uint16_t i = 0; i < 64; ++i)
+                    messages.push_back(reply(static_cast<std::uint16_t>(firstIdentifier + i % count), 9));
+                std::vector<iovec> parts;
+                for (auto& message : messages) parts.push_back({.iov_base = message.data(), .iov_len = message.size()});
+                std::vector<mmsghdr> headers(parts.size());
+                for (std::size_t i = 0; i < headers.size(); ++i) {
+                    headers[i].msg_hdr.msg_name = &target;
+                    headers[i].msg_hdr.msg_namelen = sizeof target;
+                    headers[i].msg_hdr.msg_iov = &parts[i];
+                    headers[i].msg_hdr.msg_iovlen = 1;
+                }
+                while (!end.stop_requested()) sendmmsg(socket.get(), headers.data(), static_cast<unsigned>(headers.size()), 0);
+            });
+    }
+
+private:
+    std::vector<std::jthread> threads_;
 };
 
 // Somebody without any right for the life of the object.
@@ -203,6 +237,93 @@ TEST(Ping, SweepTakesEachAnswerOnceAndOnlyToItsQuestions) {
     ASSERT_TRUE(answers);
     EXPECT_EQ(answers->size(), 1U);
     EXPECT_TRUE(answers->contains("127.0.0.3"));
+}
+
+TEST(Ping, EndsInTimeAlsoInAFloodOfAnswers) {
+    if (!NetworkNamespace::enter()) return;
+    SilentHost host;
+    Ping::ping("127.0.0.1", 1ms);
+    const auto last = host.nextRequest().identifier;
+    std::vector<std::string> ips;
+    for (int i = 1; i <= 64; ++i) ips.push_back("127.0.0." + std::to_string(i));
+    // On a thread that gets less of the computer than those who send.
+    const auto timed = [](const auto& call) {
+        const auto begun = base::SystemClock::shared().steadyNow();
+        std::thread([&] {
+            setpriority(PRIO_PROCESS, 0, 10);
+            call();
+        }).join();
+        return base::Seconds(base::SystemClock::shared().steadyNow() - begun);
+    };
+    {
+        const Flood foreign(static_cast<std::uint16_t>(last + 100), 1);
+        EXPECT_LT(timed([] { EXPECT_EQ(Ping::ping("127.0.0.1", 200ms), std::nullopt); }), 2s);
+        EXPECT_LT(timed([&] { EXPECT_EQ(Ping::sweep(ips, 200ms), Ping::Answers()); }), 2s);
+    }
+    const Flood ours(static_cast<std::uint16_t>(last + 1), 8);
+    EXPECT_LT(timed([&] {
+                  const auto answers = Ping::sweep(ips, 200ms);
+                  ASSERT_TRUE(answers);
+                  EXPECT_EQ(answers->size(), 1U) << "the one with the number of the flood";
+              }),
+              2s);
+}
+
+// All have answered before they are looked at.
+TEST(Ping, TheTimeLimitHoldsWhileAnswersAreRead) {
+    if (!NetworkNamespace::enter()) return;
+    std::vector<std::string> ips;
+    for (int i = 1; i <= 200; ++i) ips.push_back("127.0.0." + std::to_string(i));
+    const auto answers = Ping::sweep(ips, 0s);
+    ASSERT_TRUE(answers);
+    EXPECT_LE(answers->size(), 2U);
+}
+
+// What a router says of some wakes the socket that waits for others.
+TEST(Ping, ReportsOfUnreachableHostsHinderNobody) {
+    if (!NetworkNamespace::enter()) return;
+    const PeerHost router;
+    router.connect("a1", "10.71.1.1/24", "b", "10.71.1.2/24");
+    router.shell(
+        "echo 0 > /proc/sys/net/ipv4/icmp_ratelimit; echo 1 > /proc/sys/net/ipv4/ip_forward; ip route add unreachable "
+        "10.99.0.0/16");
+    NetworkNamespace::shell("ip route add 10.99.0.0/16 via 10.71.1.2");
+    std::vector<std::string> ips;
+    for (int i = 1; i <= 60; ++i) ips.insert(ips.end(), {"10.99.0." + std::to_string(i), "127.0.0." + std::to_string(i)});
+    ips.push_back("10.71.1.2");
+    const auto cpuTime = [] {
+        timespec used{};
+        clock_gettime(CLOCK_THREAD_CPUTIME_ID, &used);
+        return base::Seconds(static_cast<double>(used.tv_sec) + static_cast<double>(used.tv_nsec) * 1e-9);
+    };
+    const auto before = cpuTime();
+    const auto answers = Ping::sweep(ips, 1s);
+    EXPECT_LT(cpuTime() - before, 500ms) << "waits without turning in circles";
+    ASSERT_TRUE(answers);
+    EXPECT_EQ(answers->size(), 61U);
+    EXPECT_TRUE(answers->contains("10.71.1.2"));
+    EXPECT_EQ(Ping::ping("10.99.0.1", 200ms), std::nullopt);
+    EXPECT_TRUE(Ping::ping("10.71.1.2", 2s).has_value());
+}
+
+TEST(Ping, ManyUnknownHostsHaveRoomInTheSystemsQueue) {
+    if (!NetworkNamespace::enter()) return;
+    const PeerHost peer;
+    peer.connect("a1", "10.71.0.1/23", "b", "10.71.1.200/23");
+    std::vector<std::string> ips;
+    for (const char* network : {"10.71.0.", "10.71.1."})
+        for (int i = 2; i < 200; ++i) ips.push_back(network + std::to_string(i));
+    ips.push_back("10.71.1.200");
+    for (const bool datagram : {false, true}) {
+        if (datagram) NetworkNamespace::shell("echo 0 0 > /proc/sys/net/ipv4/ping_group_range");
+        const auto begun = base::SystemClock::shared().steadyNow();
+        const auto answers = Ping::sweep(ips, 700ms);
+        const base::Seconds took = base::SystemClock::shared().steadyNow() - begun;
+        ASSERT_TRUE(answers);
+        EXPECT_TRUE(answers->contains("10.71.1.200")) << "the last one, behind those that wait for their neighbour";
+        EXPECT_EQ(answers->size(), 1U);
+        EXPECT_LT(took, 1200ms) << "the limit holds for sending and waiting together";
+    }
 }
 
 TEST(Ping, WithoutTheRightNothingIsKnown) {

@@ -1,11 +1,17 @@
 // The datagram sockets in a network with two adapters, each with another computer behind it.
 
+#include <netinet/in.h>
 #include <sys/socket.h>
+
+#include <atomic>
+#include <thread>
 
 #include "Inbox.hpp"
 #include "NetCore/GroupCarriers.hpp"
 #include "NetCore/IPv4.hpp"
 #include "NetCore/Memberships.hpp"
+#include "NetCore/NetError.hpp"
+#include "NetCore/SocketAddress.hpp"
 #include "NetCore/UDPSocket.hpp"
 #include "Support/NetworkNamespace.hpp"
 
@@ -79,6 +85,54 @@ TEST(UDPNetwork, TwoSocketsOnTheArtNetPortBothHearBroadcasts) {
     sendFrom(net.second, "255.255.255.255", 6454, "everybody");
     EXPECT_EQ(firstInbox.waitFor(2).size(), 2U);
     EXPECT_EQ(secondInbox.waitFor(2).size(), 2U);
+}
+
+TEST(UDPNetwork, AFreePortIsOneThatNobodyHolds) {
+    if (!NetworkNamespace::enter()) return;
+    NetworkNamespace::shell("echo 40000 40003 > /proc/sys/net/ipv4/ip_local_port_range");
+    // Other programs, and one of ours; all would share.
+    std::vector<base::FileDescriptor> others;
+    for (const std::uint16_t port : {40000, 40001, 40003}) {
+        others.emplace_back(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+        for (const int option : {SO_REUSEADDR, SO_REUSEPORT}) ASSERT_TRUE(setOption(others.back().get(), SOL_SOCKET, option, 1));
+        const auto address = socketAddress(INADDR_ANY, port);
+        ASSERT_EQ(bind(others.back().get(), generic(address), sizeof address), 0);
+    }
+    const UDPSocket free(0, "free");
+    EXPECT_EQ(free.boundPort(), 40002);
+    EXPECT_THROW(UDPSocket(0, "none"), NetError) << "the last one is taken";
+    EXPECT_NO_THROW(UDPSocket(40002, "beside")) << "it is shared with those who ask for it";
+}
+
+TEST(UDPNetwork, NothingIsJoinedOnceTheMembershipsAreClosed) {
+    if (!NetworkNamespace::enter()) return;
+    const auto group = [](int number) { return 0xEFFF0001U + static_cast<std::uint32_t>(number); };
+    for (int round = 0; round < 20; ++round) {
+        Memberships memberships;
+        std::atomic<int> begun = 0;
+        std::vector<std::jthread> joiners;
+        for (int joiner = 0; joiner < 2; ++joiner)
+            joiners.emplace_back([&, joiner](const std::stop_token& end) {
+                for (int i = 0; !end.stop_requested(); i = (i + 1) % 100) {
+                    memberships.join(group(joiner * 100 + i), 0x7F000001);
+                    if (i % 3 == 0) memberships.leave(group(joiner * 100 + i), 0x7F000001);
+                    ++begun;
+                }
+            });
+        while (begun < 50) {
+            const auto wanted = memberships.wanted();
+            ASSERT_NE(wanted, nullptr);
+            wanted->contains(group(0), 1);
+        }
+        memberships.close();
+        const int before = begun;
+        while (begun < before + 20) std::this_thread::yield();
+        joiners.clear();
+        EXPECT_FALSE(memberships.join(group(0), 0x7F000001));
+        for (int i = 0; i < 200; ++i) ASSERT_FALSE(memberships.wanted()->contains(group(i), 1)) << i;
+        // proc(5): groups in hexadecimal, in the order of the wire.
+        NetworkNamespace::shell("! grep -qi '00FFEF' /proc/net/igmp");
+    }
 }
 
 TEST(UDPNetwork, HoldsMoreMembershipsThanTheSystemGivesASocket) {

@@ -35,6 +35,8 @@ public:
     }
 
     void post(Function<void()> function) {
+        // The function may end the queue, and the thread be over with it, before we have woken it.
+        const auto alive = shared_from_this();
         bool mustWake = false;
         {
             Lock lock(mutex_);

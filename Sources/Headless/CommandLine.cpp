@@ -148,13 +148,14 @@ private:
         using Verb = SimulatorWords::Verb;
         simulatorVerb("status", "Was läuft, mit welchen Fehlern", Verb::show);
         auto* change = simulatorVerb("switch", "Einen Simulator ein- oder ausschalten", Verb::switched);
-        change->add_option("NAME", simulatorWords_.name, "meter, light")->required();
+        change->add_option("NAME", simulatorWords_.name, "meter, light, ups")->required();
         addOnOff(*change);
         auto* fault = simulatorVerb("fault", "Einen Fehler ein- oder ausschalten", Verb::fault);
         fault
             ->add_option("NAME", simulatorWords_.name,
-                         "overload, phaseLoss, undervoltage, unbalance, silent, sacnConflict, artnetDropout, nodeOffline, "
-                         "timecodeStopped")
+                         "meter.overload, meter.phaseLoss, meter.undervoltage, meter.unbalance, meter.silent, light.sacnConflict, "
+                         "light.artnetDropout, light.nodeOffline, light.timecodeStopped, ups.onBattery, ups.lowBattery, "
+                         "ups.overload, ups.bypass, ups.offline")
             ->required();
         addOnOff(*fault);
     }

@@ -76,6 +76,10 @@ struct UniversesWords {
     bool json = false;
 };
 
+struct VersionsWords {
+    bool json = false;
+};
+
 struct SimulatorWords {
     enum class Verb { show, switched, fault };
     Verb verb = Verb::show;
@@ -86,7 +90,7 @@ struct SimulatorWords {
 struct CommandLine {
     Where where;
     std::variant<RunWords, SettingsWords, WebWords, StatusWords, MonitorWords, DeviceWords, AdapterWords, UniversesWords,
-                 SimulatorWords>
+                 VersionsWords, SimulatorWords>
         command;
 };
 

@@ -17,6 +17,7 @@ ExitCode deviceCommand(const Where& where, const DeviceWords& words);
 ExitCode adapterCommand(const Where& where, const AdapterWords& words);
 /// With `watch` it returns when standard output is closed; a signal ends it.
 ExitCode universesCommand(const Where& where, const UniversesWords& words);
+ExitCode versionsCommand(const Where& where, const VersionsWords& words);
 ExitCode simulatorCommand(const Where& where, const SimulatorWords& words);
 
 }  // namespace kestrelyne

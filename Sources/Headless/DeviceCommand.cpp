@@ -34,7 +34,7 @@ base::JSON withFields(base::JSON request, const DeviceWords& words) {
 
 void list(const Where& where, const DeviceWords& words) {
     const auto answer = readNetwork(where, {{"verb", "device.list"}}, [](const NetConfig& config) {
-        return deviceStates(config, {}, base::SystemClock::shared().steadyNow());
+        return deviceStates(config, {}, {}, base::SystemClock::shared().steadyNow());
     });
     if (words.json)
         printJSON(answer);

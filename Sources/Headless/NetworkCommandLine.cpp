@@ -23,7 +23,8 @@ NetworkCommandLine::NetworkCommandLine(CLI::App& app) {
     addDevice(app);
     addAdapter(app);
     addUniverses(app);
-    for (auto* command : {monitor_, device_, adapter_, universes_}) groupCommand(*command);
+    addVersions(app);
+    for (auto* command : {monitor_, device_, adapter_, universes_, versions_}) groupCommand(*command);
 }
 
 CLI::App* NetworkCommandLine::monitorVerb(CLI::App& parent, const char* name, const char* help, MonitorWords::Verb verb) {
@@ -116,6 +117,11 @@ void NetworkCommandLine::addUniverses(CLI::App& app) {
     universes_->add_flag("--json", universesWords_.json, asJSON);
 }
 
+void NetworkCommandLine::addVersions(CLI::App& app) {
+    versions_ = app.add_subcommand("versions", "Welche Firmware und Software wo läuft");
+    versions_->add_flag("--json", versionsWords_.json, asJSON);
+}
+
 std::string NetworkCommandLine::complaint() const {
     for (const auto* words : {&newSNMP_, &newAlarm_, &editedSNMP_, &editedAlarm_})
         if (words->contradicts()) return "--" + words->name() + " und --no-" + words->name() + " schließen einander aus";
@@ -123,13 +129,14 @@ std::string NetworkCommandLine::complaint() const {
 }
 
 bool NetworkCommandLine::parsed() const {
-    return monitor_->parsed() || device_->parsed() || adapter_->parsed() || universes_->parsed();
+    return monitor_->parsed() || device_->parsed() || adapter_->parsed() || universes_->parsed() || versions_->parsed();
 }
 
 void NetworkCommandLine::take(CommandLine& line) const {
     if (monitor_->parsed()) line.command = monitorWords_;
     if (adapter_->parsed()) line.command = adapterWords_;
     if (universes_->parsed()) line.command = universesWords_;
+    if (versions_->parsed()) line.command = versionsWords_;
     if (!device_->parsed()) return;
     auto words = deviceWords_;
     const bool adds = words.verb == DeviceWords::Verb::add;

@@ -1,5 +1,5 @@
 #pragma once
-// The words of the commands of the show network: monitor, device, adapter, universes.
+// The words of the commands of the show network: monitor, device, adapter, universes, versions.
 
 #include <CLI/CLI.hpp>
 #include <optional>
@@ -32,13 +32,15 @@ private:
     void addDevice(CLI::App& app);
     void addAdapter(CLI::App& app);
     void addUniverses(CLI::App& app);
+    void addVersions(CLI::App& app);
     void addDeviceFields(CLI::App& command, SwitchWords& snmp, SwitchWords& alarm);
 
-    CLI::App *monitor_ = nullptr, *device_ = nullptr, *adapter_ = nullptr, *universes_ = nullptr;
+    CLI::App *monitor_ = nullptr, *device_ = nullptr, *adapter_ = nullptr, *universes_ = nullptr, *versions_ = nullptr;
     MonitorWords monitorWords_;
     DeviceWords deviceWords_;
     AdapterWords adapterWords_;
     UniversesWords universesWords_;
+    VersionsWords versionsWords_;
     // One of each for "add" and for "edit".
     SwitchWords newSNMP_, newAlarm_, editedSNMP_, editedAlarm_;
     std::optional<std::string> port_;

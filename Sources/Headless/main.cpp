@@ -24,6 +24,7 @@ struct Carrier {
     ExitCode operator()(const DeviceWords& words) const { return deviceCommand(where, words); }
     ExitCode operator()(const AdapterWords& words) const { return adapterCommand(where, words); }
     ExitCode operator()(const UniversesWords& words) const { return universesCommand(where, words); }
+    ExitCode operator()(const VersionsWords& words) const { return versionsCommand(where, words); }
     ExitCode operator()(const SimulatorWords& words) const { return simulatorCommand(where, words); }
 };
 

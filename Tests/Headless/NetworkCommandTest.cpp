@@ -67,7 +67,7 @@ TEST_P(NetworkCommand, DevicesAreAddedListedEditedAndRemoved) {
 
     outcome = run({"device", "list"});
     EXPECT_EQ(outcome.code, 0);
-    EXPECT_THAT(outcome.output, ContainsRegex("Pult +127\\.0\\.0\\.1 +Pult +– +– +ja +ja +" + id + "\n"));
+    EXPECT_THAT(outcome.output, ContainsRegex("Pult +127\\.0\\.0\\.1 +Pult +– +– +ja +ja +– +" + id + "\n"));
     EXPECT_EQ(json::parse(run({"device", "list", "--json"}).output)["devices"][0]["id"], id);
 
     EXPECT_EQ(run({"device", "remove", id}).code, 0);

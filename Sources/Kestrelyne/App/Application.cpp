@@ -17,7 +17,10 @@ constexpr std::size_t poolThreads = 16;
 NetworkServices networkServices(SettingsStore& settings, base::BackgroundPool& pool, const base::Clock& clock,
                                 AlarmOutlets& outlets, bool demo) {
     NetworkServices services{.settings = settings, .pool = pool, .clock = clock, .outlets = outlets};
-    if (!demo) return services;
+    if (!demo) {
+        services.readLocalUPS = [ups = std::make_shared<netcore::LocalUPS>()] { return ups->read(); };
+        return services;
+    }
     services.loopbackOnly = true;
     services.listInterfaces = [] { return std::vector<netcore::NetInterface>(); };
     services.readARPTable = [] { return std::optional<std::vector<netcore::ARPRow>>(); };
@@ -44,14 +47,14 @@ KestrelyneApp::KestrelyneApp(base::MainLoop& loop, SettingsStore& settings, base
 
 std::vector<APIRoute> KestrelyneApp::routes() {
     std::vector<APIRoute> all;
-    for (auto part : {meteringRoutes(devices_), networkRoutes(&network_), eventRoutes(devices_, &network_)})
+    for (auto part : {meteringRoutes(devices_, &network_), networkRoutes(&network_), eventRoutes(devices_, &network_)})
         std::ranges::move(part, std::back_inserter(all));
     return all;
 }
 
 void KestrelyneApp::start() {
     web_.attach();
-    simulators_.cleanupLeftovers(devices_);
+    simulators_.cleanupLeftovers(devices_, network_);
     if (options_.demo) startDemo();
 }
 
@@ -62,6 +65,7 @@ void KestrelyneApp::startDemo() {
     network_.start();
     simulators_.setLighting(true);
     simulators_.setMeter(true, devices_);
+    simulators_.setUPS(true, network_);
     for (auto* monitor : devices_.allMonitors())
         for (const auto preset :
              {AlarmPreset::overvoltage, AlarmPreset::undervoltage, AlarmPreset::overcurrent, AlarmPreset::starPoint})
@@ -69,7 +73,7 @@ void KestrelyneApp::startDemo() {
 }
 
 void KestrelyneApp::stop() {
-    simulators_.stopAll(devices_);
+    simulators_.stopAll(devices_, network_);
     network_.stop();
     devices_.stopAll();
     web_.setRoute(nullptr);

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "Base/JSONFields.hpp"
+#include "Kestrelyne/Network/Versions.hpp"
 #include "Kestrelyne/Presentation/NetworkProblems.hpp"
 
 namespace kestrelyne {
@@ -43,6 +44,21 @@ JSON deviceState(const NetDevice& device, const DeviceState& state, base::Steady
     return json;
 }
 
+JSON readingState(const DeviceReading& reading) {
+    JSON json = {
+        {"snmpError", orNull(reading.snmpError)}, {"ports", nullptr}, {"temp", orNull(reading.temperature())}, {"ups", nullptr}};
+    if (reading.snmp != nullptr) {
+        const auto& ports = reading.snmp->ports;
+        json["ports"] = {{"up", std::ranges::count_if(ports, &netcore::SwitchStatus::Port::up)}, {"total", ports.size()}};
+    }
+    if (reading.ups != nullptr)
+        json["ups"] = {{"source", text(reading.ups->source)},
+                       {"charge", orNull(reading.ups->charge)},
+                       {"runtime", orNull(reading.ups->runtimeMinutes)},
+                       {"load", orNull(reading.ups->maxLoad())}};
+    return json;
+}
+
 }  // namespace
 
 JSON networkState(const NetworkMonitor& network) {
@@ -80,13 +96,23 @@ JSON universeStates(const NetworkMonitor& network) {
     return {{"running", *network.isRunning()}, {"universes", std::move(universes)}};
 }
 
-JSON deviceStates(const NetConfig& config, const DeviceStates& states, base::SteadyTime now) {
+JSON deviceStates(const NetConfig& config, const DeviceStates& states, const DeviceReadings& readings, base::SteadyTime now) {
     auto devices = JSON::array();
     for (const auto& device : config.devices) {
         const auto state = states.find(device.id);
-        devices.push_back(deviceState(device, state == states.end() ? DeviceState{} : state->second, now));
+        const auto reading = readings.find(device.id);
+        auto json = deviceState(device, state == states.end() ? DeviceState{} : state->second, now);
+        json.update(readingState(reading == readings.end() ? DeviceReading{} : reading->second));
+        devices.push_back(std::move(json));
     }
     return {{"devices", std::move(devices)}};
+}
+
+JSON versionList(const NetworkMonitor& network) {
+    auto list = JSON::array();
+    for (const auto& info : versions(network))
+        list.push_back({{"device", info.device}, {"ip", info.ip}, {"source", info.source}, {"version", info.version}});
+    return {{"versions", std::move(list)}};
 }
 
 JSON adapterStates(const std::vector<netcore::NetInterface>& interfaces, const NetConfig& config) {

@@ -16,9 +16,13 @@ nlohmann::json networkState(const NetworkMonitor& network);
 /// "priority", "interface", "active"), "receivers".
 nlohmann::json universeStates(const NetworkMonitor& network);
 
-/// "devices", each as it is stored, with "roleLabel"; with states also "online", "latency" (s), "failures", "offlineFor" (s). Those
+/// "devices", each as it is stored, with "roleLabel"; with states also "online", "latency" (s), "failures", "offlineFor" (s); with
+/// readings "snmpError" (text), "ports" ("up", "total"), "temp" (°C), "ups" ("source", "charge" %, "runtime" min, "load" %). Those
 /// are null or 0 as long as nothing is known.
-nlohmann::json deviceStates(const NetConfig& config, const DeviceStates& states, base::SteadyTime now);
+nlohmann::json deviceStates(const NetConfig& config, const DeviceStates& states, const DeviceReadings& readings,
+                            base::SteadyTime now);
+/// "versions": a list of "device", "ip", "source" and "version".
+nlohmann::json versionList(const NetworkMonitor& network);
 /// "adapters": "name", "displayName", "label", "address", "subnet", "role" (text), "used", "pointToPoint".
 nlohmann::json adapterStates(const std::vector<netcore::NetInterface>& interfaces, const NetConfig& config);
 /// "fields": a list of "name" and "value", both texts.

@@ -10,6 +10,7 @@
 #include "Base/NumberText.hpp"
 #include "Base/Text.hpp"
 #include "Kestrelyne/App/AnswerText.hpp"
+#include "Kestrelyne/Network/WholeNumber.hpp"
 
 namespace kestrelyne {
 
@@ -99,6 +100,25 @@ std::string sinceText(const std::string& seconds) {
     return date ? base::formatLocal(*date, "%d.%m.%Y %H:%M") : orDash(seconds);
 }
 
+std::string whole(const JSON& object, const char* name, const char* unit) {
+    const auto* value = base::member(object, name);
+    return value != nullptr && value->is_number() ? wholeNumber(value->get<double>()) + unit : std::string();
+}
+
+// "26 von 28 Ports, 46 °C", "Netzbetrieb, 100 %, 42 min", or why there is nothing.
+std::string readingText(const JSON& device) {
+    if (auto error = textOr(device, "snmpError", ""); !error.empty()) return error;
+    const auto& ups = part(device, "ups");
+    const auto& ports = part(device, "ports");
+    std::vector<std::string> facts;
+    if (ups.is_object())
+        facts = {textOr(ups, "source", ""), whole(ups, "charge", " %"), whole(ups, "runtime", " min")};
+    else if (ports.is_object())
+        facts = {whole(ports, "up", "") + " von " + whole(ports, "total", " Ports"), whole(device, "temp", " °C")};
+    std::erase(facts, "");
+    return orDash(joined(facts));
+}
+
 std::size_t lineEnd(std::string_view text) { return std::min(text.find('\n'), text.size()); }
 
 }  // namespace
@@ -154,12 +174,20 @@ std::string knownTable(const JSON& answer) {
 }
 
 std::string deviceTable(const JSON& answer) {
-    Rows rows = {{"Name", "Adresse", "Rolle", "Zustand", "Antwort", "Alarm", "SNMP", "Kennung"}};
+    Rows rows = {{"Name", "Adresse", "Rolle", "Zustand", "Antwort", "Alarm", "SNMP", "Messung", "Kennung"}};
     for (const auto& device : listOf(answer, "devices"))
         rows.push_back({textOr(device, "name", ""), textOr(device, "ip", ""), textOr(device, "roleLabel", ""), deviceWord(device),
                         latencyText(device), yesNo(isTrue(device, "alarmOnOffline")), yesNo(isTrue(device, "snmp")),
-                        textOr(device, "id", "")});
+                        readingText(device), textOr(device, "id", "")});
     return table(rows, "Keine Geräte.");
+}
+
+std::string versionTable(const JSON& answer) {
+    Rows rows = {{"Gerät", "Adresse", "Quelle", "Version"}};
+    for (const auto& info : listOf(answer, "versions"))
+        rows.push_back({orDash(textOr(info, "device", "")), orDash(textOr(info, "ip", "")), textOr(info, "source", ""),
+                        textOr(info, "version", "")});
+    return table(rows, "Niemand nennt eine Version.");
 }
 
 std::string adapterTable(const JSON& answer) {

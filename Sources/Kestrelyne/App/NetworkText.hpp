@@ -21,6 +21,8 @@ std::string fieldTable(const nlohmann::json& answer);
 std::string knownTable(const nlohmann::json& answer);
 /// The answer of "device.list".
 std::string deviceTable(const nlohmann::json& answer);
+/// The answer of "versions".
+std::string versionTable(const nlohmann::json& answer);
 /// The answer of "adapter.list".
 std::string adapterTable(const nlohmann::json& answer);
 /// The answer of "universes", with the time it was asked.

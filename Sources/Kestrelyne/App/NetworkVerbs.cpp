@@ -29,6 +29,7 @@ public:
     }
     base::Co<JSON> status(JSON) { co_return networkState(network_); }
     base::Co<JSON> universes(JSON) { co_return universeStates(network_); }
+    base::Co<JSON> versions(JSON) { co_return versionList(network_); }
     base::Co<JSON> show(JSON) { co_return monitorFields(*network_.config()); }
     base::Co<JSON> known(JSON) { co_return knownAddresses(*network_.config()); }
     base::Co<JSON> devices(JSON) { co_return deviceList(); }
@@ -86,7 +87,8 @@ public:
 
 private:
     JSON deviceList() const {
-        return deviceStates(*network_.config(), *network_.reachability().states(), network_.clock().steadyNow());
+        return deviceStates(*network_.config(), *network_.reachability().states(), *network_.snmp().readings(),
+                            network_.clock().steadyNow());
     }
 
     NetworkMonitor& network_;
@@ -120,6 +122,7 @@ void addNetworkVerbs(ControlServer& server, KestrelyneApp& app, SettingsStore& s
     add("adapter.role", &Verbs::edit);
     add("adapter.label", &Verbs::edit);
     add("universes", &Verbs::universes);
+    add("versions", &Verbs::versions);
 }
 
 }  // namespace kestrelyne

@@ -25,6 +25,10 @@ void AddressWatch::setOwnMACs(std::set<std::string> macs) {
     while (!macs.empty()) ownMACs_.insert(upperCase(macs.extract(macs.begin()).value()));
 }
 
+bool AddressWatch::isUnknown(const std::string& mac, const NetConfig& config) const {
+    return !config.knownMACs.empty() && !config.knownMACs.contains(mac) && !ownMACs_.contains(mac);
+}
+
 NetFindings AddressWatch::note(const std::string& ip, const std::string& mac, const std::string& interface, base::Moment time,
                                const NetConfig& config) {
     const auto key = upperCase(mac);
@@ -47,8 +51,7 @@ NetFindings AddressWatch::note(const std::string& ip, const std::string& mac, co
     if (macs->second.size() > 1) suspects_.insert(ip);
     arpDirty_ = true;
 
-    if (config.knownMACs.empty() || config.knownMACs.contains(key) || ownMACs_.contains(key) || announcedMACs_.contains(key))
-        return {};
+    if (!isUnknown(key, config) || announcedMACs_.contains(key)) return {};
     if (announcedMACs_.size() >= mostEntries) {
         ++refused_;
         return {};

@@ -51,6 +51,8 @@ public:
     /// What was last seen with this hardware address (upper case); nullptr when there is none. Good until the next call that
     /// changes something.
     const ARPEntry* byMAC(const std::string& mac) const;
+    /// A reference was taken, and this hardware address (upper case) is neither in it nor our own.
+    bool isUnknown(const std::string& mac, const NetConfig& config) const;
     std::uint64_t refused() const { return refused_; }
     void clear();
 

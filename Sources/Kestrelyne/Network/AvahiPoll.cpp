@@ -5,6 +5,7 @@
 #include <sys/epoll.h>
 
 #include <algorithm>
+#include <memory>
 
 #include "Base/FileDescriptor.hpp"
 
@@ -18,7 +19,8 @@ struct AvahiWatch {
           callback(givenCallback),
           userdata(givenUserdata) {}
 
-    void listen(AvahiWatchEvent wanted) {
+    /// False when the queue cannot watch it.
+    bool listen(AvahiWatchEvent wanted) {
         // Nothing wanted: errors, which are always told, must not wake the queue either.
         if (wanted == 0)
             source = {};
@@ -30,6 +32,7 @@ struct AvahiWatch {
                     events & static_cast<std::uint32_t>(AVAHI_WATCH_IN | AVAHI_WATCH_OUT | AVAHI_WATCH_ERR | AVAHI_WATCH_HUP));
                 callback(this, descriptor, happened, userdata);  // may free this
             });
+        return wanted == 0 || source;
     }
 
     base::SerialQueue& queue;
@@ -72,9 +75,8 @@ AvahiQueuePoll::AvahiQueuePoll(base::SerialQueue& queue)
     : api_{.userdata = &queue,
            .watch_new =
                [](const AvahiPoll* api, int descriptor, AvahiWatchEvent events, AvahiWatchCallback callback, void* userdata) {
-                   auto* watch = new AvahiWatch(queueOf(api), descriptor, callback, userdata);
-                   watch->listen(events);
-                   return watch;
+                   auto watch = std::make_unique<AvahiWatch>(queueOf(api), descriptor, callback, userdata);
+                   return watch->own && watch->listen(events) ? watch.release() : nullptr;
                },
            .watch_update = [](AvahiWatch* watch, AvahiWatchEvent events) { watch->listen(events); },
            .watch_get_events = [](AvahiWatch* watch) { return watch->happened; },

@@ -7,7 +7,8 @@
 
 namespace kestrelyne {
 
-/// Everything on the queue's thread; outlives the client that uses it.
+/// Everything on the queue's thread; outlives the client that uses it. Without a descriptor left there is no watch (nullptr), and
+/// the library gives up what it was about to do.
 class AvahiQueuePoll {
 public:
     explicit AvahiQueuePoll(base::SerialQueue& queue);

@@ -54,6 +54,7 @@ BonjourBrowser::~BonjourBrowser() = default;
 void BonjourBrowser::start() {
     if (session_) return;
     refused_ = 0;
+    ++starts_;
     session_ = std::make_unique<detail::BonjourSession>(*this, retry_);
 }
 
@@ -64,9 +65,11 @@ void BonjourBrowser::stop() {
 }
 
 void BonjourBrowser::accept(std::vector<Service> services, Texts types, std::uint64_t refused) {
+    const auto start = starts_;
     refused_ = refused;
     if (*discoveredTypes_ != types) discoveredTypes_.set(std::move(types));
-    if (!session_) return;  // somebody who heard of the types has stopped the search
+    // Somebody who heard of the types may have stopped the search, and even begun another.
+    if (!session_ || starts_ != start) return;
     if (*services_ != services) services_.set(std::move(services));
 }
 

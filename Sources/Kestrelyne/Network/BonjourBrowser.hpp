@@ -61,12 +61,14 @@ public:
 
 private:
     friend class detail::BonjourSession;
+    /// What the present session has heard.
     void accept(std::vector<Service> services, Texts types, std::uint64_t refused);
 
     const base::Seconds retry_;
     base::Observable<std::vector<Service>> services_;
     base::Observable<Texts> discoveredTypes_;
     std::uint64_t refused_ = 0;
+    std::uint64_t starts_ = 0;
     std::unique_ptr<detail::BonjourSession> session_;  // from start() until stop()
 };
 

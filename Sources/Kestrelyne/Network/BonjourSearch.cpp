@@ -87,11 +87,10 @@ void BonjourSearch::tend() {
     std::erase_if(resolvers_, [this](const auto& entry) {
         if (!entry.second->failed) return false;
         avahi_service_resolver_free(entry.second->handle);
-        waiting_.push_back(entry.first);
+        waiting_.add(entry.first);
         return true;
     });
-    waiting_.insert(waiting_.end(), refused_.begin(), refused_.end());
-    refused_.clear();
+    while (auto key = refused_.takeFirst()) waiting_.add(std::move(*key));
     settle();
 }
 
@@ -133,7 +132,7 @@ void BonjourSearch::serviceHeard(AvahiBrowserEvent event, BonjourTable::Place pl
     switch (event) {
         case AVAHI_BROWSER_NEW: {
             BonjourTable::Key key{.type = withPoint(type), .name = base::repairUTF8(name), .place = place};
-            if (table_.add(key)) waiting_.push_back(std::move(key));
+            if (table_.add(key)) waiting_.add(std::move(key));
             break;
         }
         case AVAHI_BROWSER_REMOVE: {
@@ -142,6 +141,8 @@ void BonjourSearch::serviceHeard(AvahiBrowserEvent event, BonjourTable::Place pl
                 avahi_service_resolver_free(found->second->handle);
                 resolvers_.erase(found);
             }
+            waiting_.remove(key);
+            refused_.remove(key);
             table_.remove(key);
             break;
         }
@@ -219,11 +220,10 @@ void BonjourSearch::settleResolvers() {
             if (entry.second->answered) avahi_service_resolver_free(entry.second->handle);
             return entry.second->answered;
         });
-    while (!waiting_.empty() && resolvers_.size() < mostResolvers) {
-        const auto key = std::move(waiting_.front());
-        waiting_.pop_front();
-        // It may have gone meanwhile, or gone and come again.
-        if (!table_.contains(key) || resolvers_.contains(key)) continue;
+    while (resolvers_.size() < mostResolvers) {
+        const auto next = waiting_.takeFirst();
+        if (!next) return;
+        const auto& key = *next;
         auto resolver = std::make_unique<Resolver>(Resolver{.search = *this, .key = key});
         // An address of the family on which it was heard: so each family gives its own.
         resolver->handle = avahi_service_resolver_new(
@@ -237,7 +237,7 @@ void BonjourSearch::settleResolvers() {
             },
             resolver.get());
         if (resolver->handle == nullptr)
-            refused_.push_back(key);
+            refused_.add(key);
         else
             resolvers_.emplace(key, std::move(resolver));
     }

@@ -4,7 +4,6 @@
 #include <avahi-client/client.h>
 #include <avahi-client/lookup.h>
 
-#include <deque>
 #include <map>
 #include <memory>
 #include <set>
@@ -15,6 +14,7 @@
 #include "Base/SerialQueue.hpp"
 #include "Kestrelyne/Network/AvahiPoll.hpp"
 #include "Kestrelyne/Network/BonjourTable.hpp"
+#include "Kestrelyne/Network/BonjourWaiting.hpp"
 
 namespace kestrelyne {
 
@@ -70,8 +70,8 @@ private:
     bool typeBrowserFailed_ = false;
     std::map<std::string, Browser> browsers_;
     std::map<BonjourTable::Key, std::unique_ptr<Resolver>> resolvers_;
-    std::deque<BonjourTable::Key> waiting_;   // for a resolver
-    std::vector<BonjourTable::Key> refused_;  // the daemon gave no resolver; tried again later
+    BonjourWaiting waiting_;  // for a resolver
+    BonjourWaiting refused_;  // the daemon gave no resolver; tried again later
     base::SerialQueue::Timer retryTimer_, reopenTimer_, settleTimer_;
 };
 

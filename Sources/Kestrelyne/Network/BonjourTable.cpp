@@ -35,18 +35,21 @@ std::set<std::string> BonjourTable::browsedTypes() const {
 }
 
 bool BonjourTable::add(const Key& key) {
+    if (contains(key)) return false;
     const Name name{key.type, key.name};
-    if (!services_.contains(name) && services_.size() >= mostServices) {
+    if (announcements_ >= mostAnnouncements || (!services_.contains(name) && services_.size() >= mostServices)) {
         ++refused_;
         return false;
     }
-    return services_[name].emplace(key.place, std::nullopt).second;
+    services_[name].emplace(key.place, std::nullopt);
+    ++announcements_;
+    return true;
 }
 
 void BonjourTable::remove(const Key& key) {
     const auto found = services_.find({key.type, key.name});
     if (found == services_.end()) return;
-    found->second.erase(key.place);
+    announcements_ -= found->second.erase(key.place);
     if (found->second.empty()) services_.erase(found);
 }
 
@@ -62,6 +65,7 @@ void BonjourTable::resolve(const Key& key, Answer answer) {
 void BonjourTable::clear() {
     types_.clear();
     services_.clear();
+    announcements_ = 0;
 }
 
 BonjourTable::View BonjourTable::view() const {

@@ -16,7 +16,8 @@ namespace kestrelyne {
 /// No clock, no socket; one thread. Types have a closing point: "_osc._udp.".
 class BonjourTable {
 public:
-    static constexpr std::size_t mostTypes = 64, mostServices = 2000;
+    /// Of announcements: each service on two adapters, in both families.
+    static constexpr std::size_t mostTypes = 64, mostServices = 2000, mostAnnouncements = 8000;
 
     /// Where something was heard: adapter and protocol, as the daemon numbers them.
     struct Place {
@@ -70,6 +71,7 @@ private:
     const std::set<std::string> fixed_;
     std::map<std::string, std::set<Place>> types_;
     std::map<Name, Answers> services_;
+    std::size_t announcements_ = 0;  // of all services
     std::uint64_t refused_ = 0;
 };
 

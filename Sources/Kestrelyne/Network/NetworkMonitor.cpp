@@ -58,6 +58,10 @@ std::string joined(const std::vector<netcore::NetInterface>& interfaces) {
 NetworkMonitor::NetworkMonitor(NetworkServices services)
     : services_(std::move(services)),
       config_(loadConfig(services_.settings)),
+      snmp_({.pool = services_.pool,
+             .config = config_,
+             .tell = [this](NetFindings findings) { tell(std::move(findings)); },
+             .makeTarget = services_.snmpTarget}),
       intake_(std::make_shared<NetworkIntake>(services_.seams.rdm)),
       sockets_(intake_, services_.ports, services_.loopbackOnly),
       captures_(intake_),
@@ -96,6 +100,7 @@ void NetworkMonitor::start() {
     tasks_.emplace_back("ARP", arpTask());
     tasks_.emplace_back("ArtPoll", artPollTask());
     tasks_.emplace_back("ping", pingTask());
+    tasks_.emplace_back("SNMP", snmpTask());
     if (services_.watchAdapters)
         adapterWatch_ =
             std::make_unique<netcore::AdapterWatch>([weak = std::weak_ptr(self_), inbox = base::MainLoop::current().inbox()] {
@@ -216,6 +221,13 @@ base::Co<> NetworkMonitor::pingTask() {
     }
 }
 
+base::Co<> NetworkMonitor::snmpTask() {
+    for (;;) {
+        co_await snmp_.poll();
+        co_await base::sleepFor(interval(config_->snmpInterval));
+    }
+}
+
 void NetworkMonitor::adaptersMayHaveChanged() {
     if (!*isRunning_) return;
     adapterCheckAgain_ = adapterCheck_.running();
@@ -261,7 +273,7 @@ base::Co<> NetworkMonitor::readSystemARP() {
 }
 
 base::Co<> NetworkMonitor::pingAll() {
-    if (services_.seams.pollLocalUPS) services_.seams.pollLocalUPS();
+    if (services_.readLocalUPS) snmp_.noteLocal(services_.readLocalUPS());
     std::set<std::string> distinct;
     for (const auto& device : config_->devices) distinct.insert(device.ip);
     auto sweep = [sweep = services_.sweep, ips = std::vector(distinct.begin(), distinct.end()),
@@ -320,25 +332,29 @@ void NetworkMonitor::setConfig(NetConfig config) {
 }
 
 void NetworkMonitor::upsert(NetDevice device) {
-    const auto id = device.id;
-    config_.change([&device](NetConfig& config) {
+    std::optional<NetDevice> before;
+    config_.change([&](NetConfig& config) {
         const auto known = std::ranges::find(config.devices, device.id, &NetDevice::id);
         if (known == config.devices.end())
-            config.devices.push_back(std::move(device));
+            config.devices.push_back(device);
         else
-            *known = std::move(device);
+            before = std::exchange(*known, device);
     });
     save();
     indexDeviceNames();
-    reachability_.forget(id);
+    reachability_.forget(device.id);
+    if (before) snmp_.changed(*before, device);
 }
 
 void NetworkMonitor::remove(const base::UUID& id) {
-    const auto gone = id;  // the caller's may be the device's own
-    config_.change([&gone](NetConfig& config) { std::erase_if(config.devices, [&gone](const auto& d) { return d.id == gone; }); });
+    const auto known = std::ranges::find(config_->devices, id, &NetDevice::id);
+    if (known == config_->devices.end()) return;
+    const auto gone = *known;
+    config_.change([&gone](NetConfig& config) { std::erase_if(config.devices, [&](const auto& d) { return d.id == gone.id; }); });
     save();
     indexDeviceNames();
-    reachability_.forget(gone);
+    reachability_.forget(gone.id);
+    snmp_.remove(gone);
 }
 
 bool NetworkMonitor::isMonitored(const std::string& ip) const {
@@ -421,6 +437,7 @@ void NetworkMonitor::clearNetworkData() {
     events_.set({});
     addresses_.clear();
     reachability_.clear();
+    snmp_.clear();
     intake_->extras.resetNetwork();
     clocks_.clear();
     queriers_.clear();

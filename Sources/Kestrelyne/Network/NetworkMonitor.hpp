@@ -34,6 +34,7 @@
 #include "Kestrelyne/Network/PacketAccumulator.hpp"
 #include "Kestrelyne/Network/QuerierWatch.hpp"
 #include "Kestrelyne/Network/Reachability.hpp"
+#include "Kestrelyne/Network/SNMPRounds.hpp"
 #include "Kestrelyne/Network/TimecodeStore.hpp"
 #include "NetCore/ARPTable.hpp"
 #include "NetCore/AdapterWatch.hpp"
@@ -55,6 +56,9 @@ struct NetworkServices {
     std::function<std::optional<std::vector<netcore::ARPRow>>()> readARPTable = &netcore::readARPTable;
     std::function<std::optional<netcore::Ping::Answers>(const std::vector<std::string>&, base::Seconds)> sweep =
         &netcore::Ping::sweep;
+    SNMPRounds::MakeTarget snmpTarget = &SNMPRounds::target;
+    /// What this computer knows of the UPSs attached to it; returns at once. Empty: not asked.
+    std::function<std::vector<netcore::LocalUPS::Entry>()> readLocalUPS{};
     bool capture = true;        // raw frames are read where the right exists
     bool bonjour = true;        // services are browsed
     bool watchAdapters = true;  // the system tells of changes by itself
@@ -102,6 +106,7 @@ public:
     const Adapters& adapters() const { return adapters_; }
     const LightingPicture& lighting() const { return lighting_; }
     const Reachability& reachability() const { return reachability_; }
+    const SNMPRounds& snmp() const { return snmp_; }
     const ClockWatch& clocks() const { return clocks_; }
     const QuerierWatch& queriers() const { return queriers_; }
     const AddressWatch& addresses() const { return addresses_; }
@@ -151,6 +156,7 @@ private:
     base::Co<> arpTask();
     base::Co<> artPollTask();
     base::Co<> pingTask();
+    base::Co<> snmpTask();
     base::Co<> adapterTask();
 
     void adaptersMayHaveChanged();
@@ -191,6 +197,7 @@ private:
     Adapters adapters_;
     LightingPicture lighting_;
     Reachability reachability_;
+    SNMPRounds snmp_;
     ClockWatch clocks_;
     QuerierWatch queriers_;
     AddressWatch addresses_;

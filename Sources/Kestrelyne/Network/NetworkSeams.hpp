@@ -32,8 +32,6 @@ struct NetworkSeams {
     std::shared_ptr<RDMReceiver> rdm;
     /// The power distributors are watched with the network.
     std::function<void()> startStageSmarts, stopStageSmarts;
-    /// Looks at the UPS of this computer at the period of the pings; returns at once.
-    std::function<void()> pollLocalUPS;
     /// Art-Net universes of the patch.
     std::function<std::set<int>()> patchUniverses;
 };

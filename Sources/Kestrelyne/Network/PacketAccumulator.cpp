@@ -32,8 +32,8 @@ SACN::CID identityOf(std::uint32_t address) {
             static_cast<std::uint8_t>(address >> 8), static_cast<std::uint8_t>(address)};
 }
 
-std::string destinationText(const UDPView& packet) {
-    return packet.destination == 0 ? std::string() : netcore::uint32ToIP(packet.destination);
+std::string destinationText(std::uint32_t destination) {
+    return destination == 0 ? std::string() : netcore::uint32ToIP(destination);
 }
 
 }  // namespace
@@ -181,30 +181,38 @@ PacketAccumulator::Sender* PacketAccumulator::sender(const UniverseKey& key, con
 
 void PacketAccumulator::handleMANet(const UDPView& packet, MANet::Version version) {
     const auto texts = MANet::strings(packet.data, shortestText);
-    auto channel = destinationText(packet);
     base::Lock lock(mutex_);
     const StationKey key(version, packet.source);
     auto found = stations_.find(key);
     if (found == stations_.end()) {
         if (!hasRoom(stations_.size(), limits_.stations)) return;
         found = stations_.try_emplace(key).first;
-        found->second.ip = netcore::uint32ToIP(packet.source);
-        found->second.version = version;
-        found->second.interfaceIndex = packet.interfaceIndex;
+        found->second.talk.interfaceIndex = packet.interfaceIndex;
     }
-    auto& station = found->second;
-    ++station.count;
-    station.lastSeen = packet.time;
-    if (station.channels.contains(channel) || hasRoom(station.channels.size(), limits_.channelsOfStation))
-        station.channels.insert(std::move(channel));
-    for (const auto& text : texts) {
-        if (const auto known = station.texts.find(text); known != station.texts.end()) {
-            ++known->second;
-        } else if (station.texts.size() < limits_.textsOfStation && hasRoom(textBytes_ + textCost(text), limits_.textBytes)) {
-            station.texts.emplace(text, 1);
-            textBytes_ += textCost(text);
-        }
+    auto& talk = found->second.talk;
+    ++talk.count;
+    talk.lastSeen = packet.time;
+    auto& destinations = talk.destinations;
+    const auto place = std::ranges::lower_bound(destinations, packet.destination);
+    const bool known = place != destinations.end() && *place == packet.destination;
+    if (!known && hasRoom(destinations.size(), limits_.channelsOfStation)) destinations.insert(place, packet.destination);
+    for (const auto& text : texts) note(text, found->second);
+}
+
+void PacketAccumulator::note(const std::string& text, Talker& station) {
+    auto& texts = station.talk.texts;
+    auto& counts = station.talk.textCounts;
+    if (const auto known = station.textPlaces.find(text); known != station.textPlaces.end()) {
+        ++counts[known->second];
+        return;
     }
+    const auto cost = textCost(text);
+    if (texts.size() >= limits_.textsOfStation || !hasRoom(textBytes_ + cost, limits_.textBytes)) return;
+    const auto& kept = texts.emplace_back(std::make_shared<const std::string>(text));
+    counts.push_back(1);
+    station.textPlaces.emplace(*kept, texts.size() - 1);
+    station.textBytes += cost;
+    textBytes_ += cost;
 }
 
 // Snapshots
@@ -272,23 +280,40 @@ PacketAccumulator::Drained PacketAccumulator::drain(base::SteadyTime now) {
 
 std::vector<PacketAccumulator::Station> PacketAccumulator::drainMA(base::SteadyTime now) {
     const auto cutoff = now - base::nanoseconds(stationKept);
-    std::vector<Station> drained;
-    // Stations have thousands of texts: the lock is given back after each, so that no packet waits for all of them.
+    std::vector<std::pair<StationKey, Talk>> copies;
+    {
+        base::Lock lock(mutex_);
+        copies.reserve(stations_.size());
+    }
+    // The lock is given back after each, so that no packet waits for all of them.
     for (std::optional<StationKey> last;;) {
+        decltype(stations_)::node_type gone;  // freed without the lock
         base::Lock lock(mutex_);
         const auto next = last ? stations_.upper_bound(*last) : stations_.begin();
-        if (next == stations_.end()) return drained;
+        if (next == stations_.end()) break;
         last = next->first;
-        auto& station = next->second;
-        if (station.lastSeen.steady <= cutoff) {
-            for (const auto& [text, count] : station.texts) textBytes_ -= textCost(text);
-            drained.push_back(std::move(station));
-            stations_.erase(next);
-        } else {
-            drained.push_back(station);
-            station.count = 0;
-        }
+        auto& talk = next->second.talk;
+        copies.emplace_back(*last, talk);
+        talk.count = 0;
+        if (talk.lastSeen.steady > cutoff) continue;
+        textBytes_ -= next->second.textBytes;
+        gone = stations_.extract(next);
     }
+
+    std::vector<Station> drained;
+    drained.reserve(copies.size());
+    for (const auto& [key, copy] : copies) {
+        auto& station = drained.emplace_back(Station{.ip = netcore::uint32ToIP(key.second),
+                                                     .version = key.first,
+                                                     .channels = {},
+                                                     .count = copy.count,
+                                                     .texts = {},
+                                                     .lastSeen = copy.lastSeen,
+                                                     .interfaceIndex = copy.interfaceIndex});
+        for (const auto destination : copy.destinations) station.channels.insert(destinationText(destination));
+        for (std::size_t i = 0; i < copy.texts.size(); ++i) station.texts.emplace(*copy.texts[i], copy.textCounts[i]);
+    }
+    return drained;
 }
 
 std::vector<PacketAccumulator::Controller> PacketAccumulator::currentControllers(base::SteadyTime now) {

@@ -9,6 +9,7 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <string_view>
 #include <unordered_map>
 #include <utility>
 #include <vector>
@@ -152,6 +153,20 @@ private:
         std::vector<int> universes;  // ascending, no duplicates
         std::uint32_t interfaceIndex = 0;
     };
+    /// What is known of a console station. Texts are shared with those who drain, so that they copy pointers under the lock.
+    struct Talk {
+        std::vector<std::uint32_t> destinations;  // host order, ascending; 0 is one that is not known
+        std::uint64_t count = 0;
+        std::vector<std::shared_ptr<const std::string>> texts;
+        std::vector<std::uint64_t> textCounts;  // of each of them
+        base::Moment lastSeen{};
+        std::uint32_t interfaceIndex = 0;
+    };
+    struct Talker {
+        Talk talk;
+        std::unordered_map<std::string_view, std::size_t> textPlaces;  // the views point into the texts
+        std::size_t textBytes = 0;
+    };
     using NodeKey = std::pair<std::uint32_t, int>;                         // sender and bind index
     using StationKey = std::pair<netcore::MANet::Version, std::uint32_t>;  // version and sender
 
@@ -160,6 +175,7 @@ private:
     void note(const netcore::SACN::Discovery& discovery, const netcore::SACN::CID& cid, const netcore::UDPView& packet);
     void note(netcore::ArtNet::PollReply reply, const netcore::UDPView& packet);
     void notePoll(const netcore::UDPView& packet);
+    void note(const std::string& text, Talker& station) KESTRELYNE_REQUIRES(mutex_);
 
     /// The sender of a universe, a new one when it is not known; nullptr when there is no room for it.
     Sender* sender(const UniverseKey& key, const Identity& identity, const netcore::UDPView& packet) KESTRELYNE_REQUIRES(mutex_);
@@ -178,7 +194,7 @@ private:
     std::map<netcore::SACN::CID, Announced> discovered_ KESTRELYNE_GUARDED_BY(mutex_);
     std::size_t discoveredUniverses_ KESTRELYNE_GUARDED_BY(mutex_) = 0;  // of all of them
     std::map<std::uint32_t, Controller> controllers_ KESTRELYNE_GUARDED_BY(mutex_);
-    std::map<StationKey, Station> stations_ KESTRELYNE_GUARDED_BY(mutex_);
+    std::map<StationKey, Talker> stations_ KESTRELYNE_GUARDED_BY(mutex_);
     std::size_t textBytes_ KESTRELYNE_GUARDED_BY(mutex_) = 0;  // of all stations
     std::set<int> seenSACNGroups_ KESTRELYNE_GUARDED_BY(mutex_);
     OwnSender own_ KESTRELYNE_GUARDED_BY(mutex_);

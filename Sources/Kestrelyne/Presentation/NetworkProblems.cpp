@@ -6,6 +6,7 @@
 #include <iterator>
 
 #include "Kestrelyne/Network/NetworkMonitor.hpp"
+#include "Kestrelyne/Network/WholeNumber.hpp"
 
 namespace kestrelyne {
 
@@ -67,6 +68,33 @@ NetworkProblems querierProblems(const std::vector<IGMPInterfaceState>& adapters)
     return problems;
 }
 
+NetworkProblems switchProblems(const std::vector<NetDevice>& devices, const DeviceReadings& readings, const SwitchWatch& watch) {
+    NetworkProblems problems;
+    for (const auto& device : devices) {
+        const auto reading = readings.find(device.id);
+        if (reading == readings.end() || reading->second.snmp == nullptr) continue;
+        for (const auto& detail : watch.standing(device.id, *reading->second.snmp))
+            problems.push_back(onTheNetwork(Level::warning, device.name + ": " + detail));
+    }
+    return problems;
+}
+
+NetworkProblems upsProblems(const std::vector<NetDevice>& devices, const DeviceReadings& readings,
+                            const std::vector<netcore::LocalUPS::Entry>& local) {
+    NetworkProblems problems;
+    const auto judge = [&problems](const std::string& name, const netcore::UPSStatus& status) {
+        if (status.source != netcore::UPSStatus::Source::battery) return;
+        auto text = "USV " + name + " auf Batterie";
+        if (status.runtimeMinutes) text += " – " + wholeNumber(*status.runtimeMinutes) + " min";
+        problems.push_back({.level = Level::alarm, .area = NetworkProblem::Area::power, .text = std::move(text)});
+    };
+    for (const auto& device : devices)
+        if (const auto reading = readings.find(device.id); reading != readings.end() && reading->second.ups != nullptr)
+            judge(device.name, *reading->second.ups);
+    for (const auto& entry : local) judge(entry.name, entry.status);
+    return problems;
+}
+
 NetworkProblems networkProblems(const NetworkMonitor& monitor, base::SteadyTime now) {
     if (!*monitor.isRunning()) return {};
     auto problems = deviceProblems(monitor.config()->devices, monitor.reachability(), now);
@@ -74,6 +102,10 @@ NetworkProblems networkProblems(const NetworkMonitor& monitor, base::SteadyTime 
     add(universeProblems(*monitor.lighting().universes(), now));
     add(clockProblems(*monitor.clocks().domains()));
     add(querierProblems(*monitor.queriers().igmp()));
+    const auto& devices = monitor.config()->devices;
+    const auto& snmp = monitor.snmp();
+    add(switchProblems(devices, *snmp.readings(), snmp.switches()));
+    add(upsProblems(devices, *snmp.readings(), *snmp.localUPS()));
     return problems;
 }
 

@@ -6,11 +6,14 @@
 
 #include "Base/Clock.hpp"
 #include "Kestrelyne/Network/ClockWatch.hpp"
+#include "Kestrelyne/Network/DeviceReadings.hpp"
 #include "Kestrelyne/Network/LightingStates.hpp"
 #include "Kestrelyne/Network/NetDevice.hpp"
 #include "Kestrelyne/Network/NetEvent.hpp"
 #include "Kestrelyne/Network/QuerierWatch.hpp"
 #include "Kestrelyne/Network/Reachability.hpp"
+#include "Kestrelyne/Network/SwitchWatch.hpp"
+#include "NetCore/LocalUPS.hpp"
 
 namespace kestrelyne {
 
@@ -37,6 +40,11 @@ NetworkProblems universeProblems(const std::vector<UniverseState>& universes, ba
 NetworkProblems clockProblems(const std::vector<PTPDomainState>& domains);
 /// One for each adapter on which a querier is missed.
 NetworkProblems querierProblems(const std::vector<IGMPInterfaceState>& adapters);
+/// What stands on switches: parts that have failed, heat, ports that went down.
+NetworkProblems switchProblems(const std::vector<NetDevice>& devices, const DeviceReadings& readings, const SwitchWatch& watch);
+/// One for each UPS on battery, watched or attached to this computer.
+NetworkProblems upsProblems(const std::vector<NetDevice>& devices, const DeviceReadings& readings,
+                            const std::vector<netcore::LocalUPS::Entry>& local);
 
 /// All of them, in this order; none while the network is not watched. Main thread.
 NetworkProblems networkProblems(const NetworkMonitor& monitor, base::SteadyTime now);

@@ -154,6 +154,25 @@ HTTPResponse device(DeviceStore& store, const APICall& call) {
     return HTTPResponse::json(json);
 }
 
+// As in the answer about the network.
+OrderedJSON upsOf(const UPSSummary& ups) {
+    OrderedJSON json;
+    json["name"] = ups.name;
+    json["source"] = ups.source;
+    json["charge"] = base::numberOrNull(ups.charge);
+    json["runtime"] = base::numberOrNull(ups.runtime);
+    json["load"] = base::numberOrNull(ups.load);
+    json["onBattery"] = ups.onBattery;
+    json["error"] = ups.error ? OrderedJSON(*ups.error) : OrderedJSON();
+    json["ip"] = ups.ip;
+    json["online"] = ups.online ? OrderedJSON(*ups.online) : OrderedJSON();
+    json["battery"] = ups.battery;
+    json["model"] = ups.model;
+    json["protocol"] = ups.protocol;
+    json["local"] = ups.local;
+    return json;
+}
+
 }  // namespace
 
 const char* levelOf(const AlarmEvent& event) {
@@ -161,7 +180,7 @@ const char* levelOf(const AlarmEvent& event) {
     return event.severity == AlarmSeverity::alarm ? "alarm" : "warning";
 }
 
-HTTPResponse powerResponse(DeviceStore& store) {
+HTTPResponse powerResponse(DeviceStore& store, const NetworkMonitor* network) {
     auto devices = OrderedJSON::array();
     std::optional<double> total;
     for (const auto* monitor : store.allMonitors()) {
@@ -170,14 +189,16 @@ HTTPResponse powerResponse(DeviceStore& store) {
     }
     OrderedJSON json;
     json["devices"] = std::move(devices);
-    json["ups"] = OrderedJSON::array();
+    auto ups = OrderedJSON::array();
+    for (const auto& summary : upsSummaries(network)) ups.push_back(upsOf(summary));
+    json["ups"] = std::move(ups);
     json["totalP"] = base::numberOrNull(total);
     json["recording"] = nullptr;
     return HTTPResponse::json(json);
 }
 
-std::vector<APIRoute> meteringRoutes(DeviceStore& store) {
-    return {quickRoute("GET", {"power"}, [&store](const APICall&) { return powerResponse(store); }),
+std::vector<APIRoute> meteringRoutes(DeviceStore& store, const NetworkMonitor* network) {
+    return {quickRoute("GET", {"power"}, [&store, network](const APICall&) { return powerResponse(store, network); }),
             quickRoute("GET", {"device", "*"}, [&store](const APICall& call) { return device(store, call); })};
 }
 

@@ -5,17 +5,19 @@
 
 #include "Base/Clock.hpp"
 #include "Kestrelyne/Metering/DeviceStore.hpp"
+#include "Kestrelyne/Presentation/UPSSummary.hpp"
 #include "Kestrelyne/Remote/WebAPI.hpp"
 
 namespace kestrelyne {
 
-/// In their order: GET /api/power, GET /api/device/<uuid>. The store outlives them. Main thread.
-std::vector<APIRoute> meteringRoutes(DeviceStore& store);
+/// In their order: GET /api/power, GET /api/device/<uuid>. Store and monitor outlive them; without a monitor there are no UPSs. Main
+/// thread.
+std::vector<APIRoute> meteringRoutes(DeviceStore& store, const NetworkMonitor* network);
 
 /// "info" for an ending, else "alarm" or "warning".
 const char* levelOf(const AlarmEvent& event);
 
 /// The answer of GET /api/power.
-HTTPResponse powerResponse(DeviceStore& store);
+HTTPResponse powerResponse(DeviceStore& store, const NetworkMonitor* network);
 
 }  // namespace kestrelyne

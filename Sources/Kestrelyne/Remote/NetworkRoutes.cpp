@@ -10,6 +10,9 @@
 #include "Base/Text.hpp"
 #include "Kestrelyne/Network/NaturalOrder.hpp"
 #include "Kestrelyne/Presentation/NetworkProblems.hpp"
+#include "Kestrelyne/Presentation/UPSSummary.hpp"
+#include "Kestrelyne/Remote/NetworkDetail.hpp"
+#include "Kestrelyne/Remote/NetworkJSON.hpp"
 #include "NetCore/ArtNet.hpp"
 
 namespace kestrelyne {
@@ -20,32 +23,6 @@ namespace {
 
 // What an answer grows by, so that its text is moved seldom: a thousand universes of two sources make 330 kB.
 constexpr std::size_t usualSize = 8192, sizeOfUniverse = 160, sizeOfSender = 128, sizeOfNode = 192;
-
-base::Seconds ageOf(base::Moment seen, base::SteadyTime now) {
-    return std::max(base::Seconds(now - seen.steady), base::Seconds(0));
-}
-
-void texts(JSONWriter& json, const auto& list) {
-    json.beginArray();
-    for (const auto& text : list) json.text(text);
-    json.endArray();
-}
-
-template <class List, class Write>
-void array(JSONWriter& json, std::string_view key, const List& list, Write write) {
-    json.key(key).beginArray();
-    for (const auto& entry : list) {
-        json.beginObject();
-        write(entry);
-        json.endObject();
-    }
-    json.endArray();
-}
-
-void emptyArray(JSONWriter& json, std::string_view key) {
-    json.key(key).beginArray();
-    json.endArray();
-}
 
 std::string joined(std::vector<std::string> names) {
     std::ranges::sort(names, base::naturalLess);
@@ -74,24 +51,26 @@ public:
         json_.key("total").integer(std::ssize(devices));
         json_.key("nodes").integer(std::ssize(*monitor_.lighting().artNodes()));
         json_.key("universes").integer(std::ssize(*monitor_.lighting().universes()));
-        array(json_, "nodeList", *monitor_.lighting().artNodes(), [this](const ArtNodeState& node) { write(node); });
-        array(json_, "universeList", *monitor_.lighting().universes(), [this](const UniverseState& universe) { write(universe); });
-        array(json_, "devices", devices, [this](const NetDevice& device) { write(device); });
-        emptyArray(json_, "ups");
-        array(json_, "maNet", *monitor_.lighting().maStations(), [this](const MANetStation& station) { write(station); });
-        array(json_, "ptp", *monitor_.clocks().domains(), [this](const PTPDomainState& domain) { write(domain); });
-        array(json_, "timecode", *monitor_.timecode().list(), [this](const TimecodeState& code) { write(code); });
-        array(json_, "controllers", *monitor_.consoles().controllers(),
-              [this](const ArtControllerState& console) { write(console); });
-        array(json_, "problems", networkProblems(monitor_, now_), [this](const NetworkProblem& problem) { write(problem); });
-        array(json_, "conflicts", *monitor_.addresses().ipConflicts(), [this](const IPConflict& conflict) { write(conflict); });
+        writeArray(json_, "nodeList", *monitor_.lighting().artNodes(), [this](const ArtNodeState& node) { write(node); });
+        writeArray(json_, "universeList", *monitor_.lighting().universes(),
+                   [this](const UniverseState& universe) { write(universe); });
+        writeArray(json_, "devices", devices, [this](const NetDevice& device) { write(device); });
+        writeArray(json_, "ups", upsSummaries(&monitor_), [this](const UPSSummary& ups) { write(ups); });
+        writeArray(json_, "maNet", *monitor_.lighting().maStations(), [this](const MANetStation& station) { write(station); });
+        writeArray(json_, "ptp", *monitor_.clocks().domains(), [this](const PTPDomainState& domain) { write(domain); });
+        writeArray(json_, "timecode", *monitor_.timecode().list(), [this](const TimecodeState& code) { write(code); });
+        writeArray(json_, "controllers", *monitor_.consoles().controllers(),
+                   [this](const ArtControllerState& console) { write(console); });
+        writeArray(json_, "problems", networkProblems(monitor_, now_), [this](const NetworkProblem& problem) { write(problem); });
+        writeArray(json_, "conflicts", *monitor_.addresses().ipConflicts(),
+                   [this](const IPConflict& conflict) { write(conflict); });
         json_.key("errors");
-        texts(json_, *monitor_.errors());
+        writeTexts(json_, *monitor_.errors());
         const auto active = monitor_.adapters().active(*monitor_.config());
-        array(json_, "interfaces", *monitor_.adapters().interfaces(), [this, &active](const netcore::NetInterface& interface) {
+        writeArray(json_, "interfaces", *monitor_.adapters().interfaces(), [this, &active](const netcore::NetInterface& interface) {
             write(interface, std::ranges::count(active, interface) > 0);
         });
-        array(json_, "igmp", *monitor_.queriers().igmp(), [this](const IGMPInterfaceState& state) { write(state); });
+        writeArray(json_, "igmp", *monitor_.queriers().igmp(), [this](const IGMPInterfaceState& state) { write(state); });
         const auto health = monitor_.health();
         json_.key("health").beginObject();
         json_.key("dropped").integer(static_cast<std::int64_t>(health.dropped));
@@ -101,14 +80,6 @@ public:
 
 private:
     void age(base::Moment seen) { json_.key("age").number(ageOf(seen, now_).count()); }
-    void optional(std::string_view key, std::optional<int> value) {
-        json_.key(key);
-        if (value)
-            json_.integer(*value);
-        else
-            json_.null();
-    }
-
     void write(const ArtNodeState& node) {
         json_.key("name").text(node.shortName);
         json_.key("ip").text(node.ip);
@@ -127,11 +98,11 @@ private:
         json_.key("label").text(universe.key.label());
         json_.key("status").text(statusWord(universe, now_));
         json_.key("sources").integer(std::ssize(universe.sources));
-        array(json_, "senders", universe.sources, [&](const SourceState& source) {
+        writeArray(json_, "senders", universe.sources, [&](const SourceState& source) {
             json_.key("name").text(source.name);
             json_.key("ip").text(source.ip);
             json_.key("fps").number(source.fps);
-            optional("priority", source.priority);
+            writeOptional(json_, "priority", source.priority);
             json_.key("interface").text(source.interface);
             json_.key("active").boolean(isActive(source));
         });
@@ -145,13 +116,28 @@ private:
         json_.key("name").text(device.name);
         json_.key("ip").text(device.ip);
         json_.key("role").text(label(device.role));
-        json_.key("online");
-        if (state != nullptr && state->online)
-            json_.boolean(*state->online);
-        else
-            json_.null();
+        writeOptional(json_, "online", state != nullptr ? state->online : std::nullopt);
         json_.key("latency").number(state != nullptr ? state->latency : std::nullopt);
-        json_.key("temp").null();
+        const auto* reading = monitor_.snmp().reading(device.id);
+        json_.key("temp").number(reading != nullptr ? reading->temperature() : std::nullopt);
+        json_.key("id").text(device.id.text());
+        writeOptional(json_, "error", reading != nullptr ? reading->snmpError : std::nullopt);
+    }
+
+    void write(const UPSSummary& ups) {
+        json_.key("name").text(ups.name);
+        json_.key("source").text(ups.source);
+        json_.key("charge").number(ups.charge);
+        json_.key("runtime").number(ups.runtime);
+        json_.key("load").number(ups.load);
+        json_.key("onBattery").boolean(ups.onBattery);
+        writeOptional(json_, "error", ups.error);
+        json_.key("ip").text(ups.ip);
+        writeOptional(json_, "online", ups.online);
+        json_.key("battery").text(ups.battery);
+        json_.key("model").text(ups.model);
+        json_.key("protocol").text(ups.protocol);
+        json_.key("local").boolean(ups.local);
     }
 
     void write(const MANetStation& station) {
@@ -160,9 +146,9 @@ private:
         json_.key("version").text(netcore::MANet::text(station.version));
         json_.key("rate").number(station.packetsPerSecond);
         json_.key("channels");
-        texts(json_, station.channels);
+        writeTexts(json_, station.channels);
         json_.key("versions");
-        texts(json_, station.versions);
+        writeTexts(json_, station.versions);
     }
 
     void write(const PTPDomainState& domain) {
@@ -173,15 +159,15 @@ private:
         json_.key("version").integer(domain.version);
         json_.key("grandmaster").text(joined(std::move(grandmasters)));
         json_.key("conflict").boolean(conflict);
-        array(json_, "clocks", domain.clocks, [this](const PTPClock& clock) {
+        writeArray(json_, "clocks", domain.clocks, [this](const PTPClock& clock) {
             json_.key("sender").text(clock.sender);
             json_.key("name").text(monitor_.ptpClockName(clock.sender));
             json_.key("grandmaster").text(clock.grandmaster);
-            optional("priority1", clock.priority1);
-            optional("priority2", clock.priority2);
-            optional("clockClass", clock.clockClass);
-            optional("stratum", clock.stratum);
-            optional("stepsRemoved", clock.stepsRemoved);
+            writeOptional(json_, "priority1", clock.priority1);
+            writeOptional(json_, "priority2", clock.priority2);
+            writeOptional(json_, "clockClass", clock.clockClass);
+            writeOptional(json_, "stratum", clock.stratum);
+            writeOptional(json_, "stepsRemoved", clock.stepsRemoved);
             json_.key("rate").number(clock.packetsPerSecond);
             json_.key("interface").text(clock.interface);
             age(clock.lastSeen);
@@ -213,7 +199,7 @@ private:
     void write(const IPConflict& conflict) {
         json_.key("ip").text(conflict.ip);
         json_.key("macs");
-        texts(json_, conflict.macs);
+        writeTexts(json_, conflict.macs);
         json_.key("since").number(base::secondsSince1970(conflict.since.wall));
     }
 
@@ -228,14 +214,10 @@ private:
     void write(const IGMPInterfaceState& state) {
         json_.key("interface").text(state.interface);
         json_.key("name").text(state.displayName);
-        json_.key("error");
-        if (state.error)
-            json_.text(*state.error);
-        else
-            json_.null();
+        writeOptional(json_, "error", state.error);
         const std::map<std::string, IGMPInterfaceState::Querier, NaturalOrder> queriers(state.queriers.begin(),
                                                                                         state.queriers.end());
-        array(json_, "queriers", queriers, [this](const auto& entry) {
+        writeArray(json_, "queriers", queriers, [this](const auto& entry) {
             const auto& [ip, querier] = entry;
             json_.key("ip").text(ip);
             json_.key("name").text(monitor_.displayName(ip));
@@ -290,27 +272,19 @@ HTTPResponse dmx(const NetworkMonitor* monitor, const APICall& call) {
     JSONWriter json(usualSize);
     json.beginObject();
     json.key("label").text(std::string(text(key->proto)) + " " + key->label());
-    array(json, "sources", sources, [&](const DMXSourceView& source) {
+    writeArray(json, "sources", sources, [&](const DMXSourceView& source) {
         json.key("id").text(source.id);
         json.key("name").text(source.name);
         json.key("ip").text(source.ip);
-        json.key("priority");
-        if (source.priority)
-            json.integer(*source.priority);
-        else
-            json.null();
+        writeOptional(json, "priority", source.priority);
         json.key("active").boolean(isActive(source));
     });
-    json.key("source");
-    if (shown != sources.end())
-        json.text(shown->id);
-    else
-        json.null();
+    writeOptional(json, "source", shown != sources.end() ? std::optional(shown->id) : std::nullopt);
     json.key("data").beginArray();
     if (shown != sources.end())
         for (const auto value : shown->data) json.integer(value);
     json.endArray();
-    emptyArray(json, "fixtures");
+    writeEmptyArray(json, "fixtures");
     json.key("nodeOutput").boolean(isOutput(*monitor, *key));
     json.endObject();
     return HTTPResponse::jsonText(json.take());
@@ -329,7 +303,8 @@ HTTPResponse networkResponse(const NetworkMonitor* monitor) {
 
 std::vector<APIRoute> networkRoutes(const NetworkMonitor* monitor) {
     return {quickRoute("GET", {"network"}, [monitor](const APICall&) { return networkResponse(monitor); }),
-            quickRoute("GET", {"dmx"}, [monitor](const APICall& call) { return dmx(monitor, call); })};
+            quickRoute("GET", {"dmx"}, [monitor](const APICall& call) { return dmx(monitor, call); }),
+            quickRoute("GET", {"netdetail"}, [monitor](const APICall&) { return networkDetailResponse(monitor); })};
 }
 
 }  // namespace kestrelyne

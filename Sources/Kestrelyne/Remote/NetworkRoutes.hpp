@@ -1,5 +1,5 @@
 #pragma once
-// The routes of the JSON interface about the show network: network and dmx.
+// The routes of the JSON interface about the show network: network, dmx and netdetail.
 
 #include <vector>
 
@@ -8,7 +8,8 @@
 
 namespace kestrelyne {
 
-/// In their order: GET /api/network, GET /api/dmx. The monitor outlives them; without one the lists are empty. Main thread.
+/// In their order: GET /api/network, GET /api/dmx, GET /api/netdetail. The monitor outlives them; without one the lists are empty.
+/// Main thread.
 std::vector<APIRoute> networkRoutes(const NetworkMonitor* monitor);
 
 /// The answer of GET /api/network.

@@ -8,9 +8,11 @@
 
 #include "Base/Observable.hpp"
 #include "Kestrelyne/Metering/DeviceStore.hpp"
+#include "Kestrelyne/Network/NetworkMonitor.hpp"
 #include "MeterCore/DemoDevice.hpp"
 #include "MeterCore/ModbusTCPServer.hpp"
 #include "NetCore/LightingSimulator.hpp"
+#include "NetCore/UPSSimulator.hpp"
 
 namespace kestrelyne {
 
@@ -20,18 +22,29 @@ public:
     static constexpr const char* meterHost = "127.0.0.1";
     static constexpr std::uint16_t meterPort = 1502;
     static constexpr const char* meterName = "SIM UMG 96RM";
+    static constexpr const char* upsHost = "127.0.0.1";
+    static constexpr std::uint16_t upsPort = netcore::UPSSimulator::standardPort;
+    static constexpr const char* upsName = "SIM USV";
 
-    /// Tests give other ports. A meter that a simulator has added is known by host and port alone.
-    explicit SimulatorCenter(std::uint16_t port = meterPort, netcore::LightingSimulator::Ports lightingPorts = {});
+    /// As tests give other ones. What a simulator has added is known by host and port alone.
+    struct Ports {
+        std::uint16_t meter = meterPort;
+        netcore::LightingSimulator::Ports lighting{};
+        std::uint16_t ups = upsPort;
+    };
+    explicit SimulatorCenter(Ports ports);
+    SimulatorCenter() : SimulatorCenter(Ports{}) {}
 
     const base::Observable<bool>& meterOn() const { return meterOn_; }
     const base::Observable<metercore::DemoDevice::Faults>& meterFaults() const { return meterFaults_; }
     const base::Observable<bool>& meterSilent() const { return meterSilent_; }
     const base::Observable<bool>& lightingOn() const { return lightingOn_; }
     const base::Observable<netcore::LightingSimulator::Config>& lighting() const { return lighting_; }
-    /// By simulator: "meter", "light".
+    const base::Observable<bool>& upsOn() const { return upsOn_; }
+    const base::Observable<netcore::UPSSimulator::Faults>& upsFaults() const { return upsFaults_; }
+    /// By simulator: "meter", "light", "ups".
     const base::Observable<std::map<std::string, std::string>>& errors() const { return errors_; }
-    bool anyOn() const { return *meterOn_ || *lightingOn_; }
+    bool anyOn() const { return *meterOn_ || *lightingOn_ || *upsOn_; }
 
     /// On: a Modbus server on loopback, and a meter in the store that polls it. Off: both go. On twice leaves one.
     void setMeter(bool on, DeviceStore& store);
@@ -44,21 +57,32 @@ public:
     /// Counts at once while it is on. Numbers of universes are clamped as the simulator does.
     void setLightingConfig(netcore::LightingSimulator::Config config);
 
-    void stopAll(DeviceStore& store);
-    /// At the start of the program: what a run that was killed has left in the store goes.
-    void cleanupLeftovers(DeviceStore& store) const;
+    /// On: an SNMP agent on loopback, and a device in the list of the watched that is asked as a UPS. Off: both go. On twice leaves
+    /// one.
+    void setUPS(bool on, NetworkMonitor& network);
+    void setUPSFaults(netcore::UPSSimulator::Faults faults);
+
+    void stopAll(DeviceStore& store, NetworkMonitor& network);
+    /// At the start of the program: what a run that was killed has left in the lists goes.
+    void cleanupLeftovers(DeviceStore& store, NetworkMonitor& network) const;
 
 private:
-    const std::uint16_t port_;
+    void removeMeters(DeviceStore& store) const;
+    void removeUPSs(NetworkMonitor& network) const;
+
+    const Ports ports_;
     base::Observable<bool> meterOn_{false};
     base::Observable<metercore::DemoDevice::Faults> meterFaults_;
     base::Observable<bool> meterSilent_{false};
     base::Observable<bool> lightingOn_{false};
     base::Observable<netcore::LightingSimulator::Config> lighting_;
+    base::Observable<bool> upsOn_{false};
+    base::Observable<netcore::UPSSimulator::Faults> upsFaults_;
     base::Observable<std::map<std::string, std::string>> errors_;
     std::shared_ptr<metercore::DemoDevice> meterDevice_;
     std::unique_ptr<metercore::ModbusTCPServer> meterServer_;  // made with the first start
     netcore::LightingSimulator lightingSim_;
+    netcore::UPSSimulator upsSim_;
 };
 
 }  // namespace kestrelyne

@@ -74,11 +74,32 @@ TEST(NetworkText, DevicesStandInATable) {
                             {"id", "B"}},
                            {{"name", "Neu"}, {"ip", "10.0.0.3"}, {"roleLabel", "Sonstiges"}, {"online", nullptr}, {"id", "C"}}}}};
     EXPECT_EQ(deviceTable(answer),
-              "Name        Adresse   Rolle      Zustand            Antwort  Alarm  SNMP  Kennung\n"
-              "Pult        10.0.0.1  Pult       online             1,2 ms   ja     nein  A\n"
-              "Switch FOH  10.0.0.2  Switch     offline seit 61 s  –        nein   ja    B\n"
-              "Neu         10.0.0.3  Sonstiges  –                  –        nein   nein  C\n");
+              "Name        Adresse   Rolle      Zustand            Antwort  Alarm  SNMP  Messung  Kennung\n"
+              "Pult        10.0.0.1  Pult       online             1,2 ms   ja     nein  –        A\n"
+              "Switch FOH  10.0.0.2  Switch     offline seit 61 s  –        nein   ja    –        B\n"
+              "Neu         10.0.0.3  Sonstiges  –                  –        nein   nein  –        C\n");
     EXPECT_EQ(deviceTable({{"devices", json::array()}}), "Keine Geräte.\n");
+}
+
+TEST(NetworkText, WhatADeviceItselfToldStandsInItsLine) {
+    const json answer = {
+        {"devices",
+         {{{"name", "S"}, {"ports", {{"up", 20}, {"total", 26}}}, {"temp", 46.9}},
+          {{"name", "T"}, {"ports", {{"up", 0}, {"total", 0}}}, {"temp", nullptr}},
+          {{"name", "U"}, {"temp", 25}, {"ups", {{"source", "Netzbetrieb"}, {"charge", 100}, {"runtime", 42.7}, {"load", 38}}}},
+          {{"name", "V"}, {"ups", {{"source", "unbekannt"}, {"charge", nullptr}}}, {"snmpError", "Zeitüberschreitung"}}}}};
+    const auto table = deviceTable(answer);
+    for (const auto* text :
+         {"20 von 26 Ports, 46 °C\n", "0 von 0 Ports\n", "Netzbetrieb, 100 %, 42 min\n", " Zeitüberschreitung\n"})
+        EXPECT_NE(table.find(text), std::string::npos) << text << "\n" << table;
+}
+
+TEST(NetworkText, VersionsStandInATable) {
+    const json answer = {{"versions", {{{"device", "FOH"}, {"ip", "10.0.0.2"}, {"source", "SNMP"}, {"version", "Luminex · x"}}}}};
+    EXPECT_EQ(versionTable(answer),
+              "Gerät  Adresse   Quelle  Version\n"
+              "FOH    10.0.0.2  SNMP    Luminex · x\n");
+    EXPECT_EQ(versionTable({{"versions", json::array()}}), "Niemand nennt eine Version.\n");
 }
 
 TEST(NetworkText, AdaptersStandInATable) {

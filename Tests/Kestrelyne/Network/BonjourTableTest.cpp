@@ -122,6 +122,25 @@ TEST(BonjourTable, AFloodOfServicesIsRefusedAndCounted) {
     EXPECT_TRUE(table.add(desk(left))) << "room again";
 }
 
+TEST(BonjourTable, AFloodOfAnnouncementsIsRefusedAndCounted) {
+    BonjourTable table({});
+    const auto announcement = [](int number, int adapter) {
+        return Key{.type = "_osc._udp.", .name = std::to_string(number), .place = {.adapter = adapter, .protocol = 0}};
+    };
+    for (int adapter = 0; adapter < 10; ++adapter)
+        for (int number = 0; number < 1000; ++number) table.add(announcement(number, adapter));
+    EXPECT_EQ(table.view().refused, 2000u);
+    EXPECT_FALSE(table.add(announcement(7, 0))) << "known already";
+    EXPECT_FALSE(table.contains(announcement(7, 9)));
+    EXPECT_EQ(table.view().refused, 2000u);
+    table.remove(announcement(7, 0));
+    table.remove(announcement(7, 0));
+    EXPECT_TRUE(table.add(announcement(7, 9))) << "room again";
+    EXPECT_FALSE(table.add(announcement(7, 0)));
+    table.clear();
+    EXPECT_TRUE(table.add(announcement(7, 9)));
+}
+
 TEST(BonjourTable, ClearForgetsAllButTheCountOfRefusals) {
     BonjourTable table({"_osc._udp."});
     for (int i = 0; i < 100; ++i) table.addType(left, "_t" + std::to_string(i) + "._tcp.");

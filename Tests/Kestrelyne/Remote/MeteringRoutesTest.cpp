@@ -14,7 +14,7 @@ namespace {
 
 class MeteringRoutesTest : public testing::Test {
 protected:
-    MeteringRoutesTest() : routes(meteringRoutes(store)) {}
+    MeteringRoutesTest() : routes(meteringRoutes(store, nullptr)) {}
 
     // The routes answer at once, so one turn of the loop is enough.
     HTTPResponse get(std::size_t route, std::vector<std::string> pieces) {

@@ -66,9 +66,10 @@ protected:
 
 TEST_F(NetworkRoutesTest, StandInTheirOrder) {
     const auto routes = networkRoutes(nullptr);
-    ASSERT_EQ(routes.size(), 2u);
+    ASSERT_EQ(routes.size(), 3u);
     EXPECT_EQ(routes[0].pieces, std::vector<std::string>{"network"});
     EXPECT_EQ(routes[1].pieces, std::vector<std::string>{"dmx"});
+    EXPECT_EQ(routes[2].pieces, std::vector<std::string>{"netdetail"});
     for (const auto& route : routes) EXPECT_EQ(route.method, "GET");
 }
 
@@ -168,8 +169,8 @@ TEST_F(NetworkRoutesTest, DevicesAreUnknownUntilTheFirstVerdict) {
     device.ip = "10.0.0.10";
     device.role = NetDeviceRole::console;
     monitor->upsert(device);
-    const ordered_json unknown = {{"name", "Pult \"A\""}, {"ip", "10.0.0.10"},  {"role", "Pult"},
-                                  {"online", nullptr},    {"latency", nullptr}, {"temp", nullptr}};
+    const ordered_json unknown = {{"name", "Pult \"A\""}, {"ip", "10.0.0.10"}, {"role", "Pult"},         {"online", nullptr},
+                                  {"latency", nullptr},   {"temp", nullptr},   {"id", device.id.text()}, {"error", nullptr}};
     EXPECT_EQ(network()["devices"], ordered_json::array({unknown}));
     EXPECT_EQ(network()["total"], 1);
     EXPECT_EQ(network()["online"], 0);

@@ -53,6 +53,9 @@ struct Listener {
     }
 };
 
+// Free a moment ago.
+std::uint16_t freeDatagramPort() { return Listener().number; }
+
 class SimulatorCenterTest : public testing::Test {
 protected:
     TestLoop loop{base::SystemClock::shared()};
@@ -60,6 +63,20 @@ protected:
     SettingsStore settings;
     MeteringServices services{settings, writer, base::SystemClock::shared()};
     DeviceStore store{services};
+    base::BackgroundPool pool{"test.pool", 2};
+    // Not running: it only holds the list of devices, but for the tests that start it.
+    NetworkMonitor network{{.settings = settings,
+                            .pool = pool,
+                            .clock = base::SystemClock::shared(),
+                            .outlets = services.outlets,
+                            .ports = {.artnet = 0, .sacn = 0, .ma3 = 0, .ma2 = {}, .ptpEvent = 0, .ptpGeneral = 0},
+                            .listInterfaces = [] { return std::vector<netcore::NetInterface>(); },
+                            .readARPTable = [] { return std::optional<std::vector<netcore::ARPRow>>(); },
+                            .sweep = [](const auto&, base::Seconds) { return std::optional<netcore::Ping::Answers>(); },
+                            .capture = false,
+                            .bonjour = false,
+                            .watchAdapters = false,
+                            .loopbackOnly = true}};
     Port port;
 };
 
@@ -67,7 +84,7 @@ protected:
 
 TEST_F(SimulatorCenterTest, TheMeterIsPolledOverTheRealProtocolAndGoesWithTheSwitch) {
     port.socket.reset();
-    SimulatorCenter center(port.number);
+    SimulatorCenter center({.meter = port.number});
     center.setMeter(true, store);
     center.setMeter(true, store);
     EXPECT_TRUE(*center.meterOn());
@@ -78,26 +95,26 @@ TEST_F(SimulatorCenterTest, TheMeterIsPolledOverTheRealProtocolAndGoesWithTheSwi
     ASSERT_TRUE(loop.runUntil([&] { return monitor->status()->kind == MonitorStatus::Kind::online; }));
     EXPECT_NEAR(*monitor->values()->get(19000), 230, 5);
     EXPECT_NEAR(*monitor->values()->get(802), 2.5, 1.5);
-    center.stopAll(store);
+    center.stopAll(store, network);
     EXPECT_FALSE(*center.meterOn());
     EXPECT_EQ(store.devices()->size(), 1u);
 }
 
 TEST_F(SimulatorCenterTest, FaultsReachTheMeter) {
     port.socket.reset();
-    SimulatorCenter center(port.number);
+    SimulatorCenter center({.meter = port.number});
     center.setMeterFaults({.phaseLoss = true});
     center.setMeter(true, store);
     auto* monitor = store.monitor(store.devices()->back().id);
     ASSERT_TRUE(loop.runUntil([&] { return monitor->status()->kind == MonitorStatus::Kind::online; }));
     EXPECT_EQ(monitor->values()->get(19004), 0);
     EXPECT_TRUE(center.meterFaults()->phaseLoss);
-    center.stopAll(store);
+    center.stopAll(store, network);
 }
 
 TEST_F(SimulatorCenterTest, ASilentMeterEndsInATimeout) {
     port.socket.reset();
-    SimulatorCenter center(port.number);
+    SimulatorCenter center({.meter = port.number});
     center.setMeterSilent(true);
     center.setMeter(true, store);
     auto device = store.devices()->back();
@@ -106,11 +123,11 @@ TEST_F(SimulatorCenterTest, ASilentMeterEndsInATimeout) {
     auto* monitor = store.monitor(device.id);
     ASSERT_TRUE(loop.runUntil([&] { return monitor->status()->kind == MonitorStatus::Kind::error; }));
     EXPECT_EQ(monitor->status()->reason, "Zeitüberschreitung – Gerät antwortet nicht");
-    center.stopAll(store);
+    center.stopAll(store, network);
 }
 
 TEST_F(SimulatorCenterTest, ATakenPortIsToldAndNothingIsAdded) {
-    SimulatorCenter center(port.number);
+    SimulatorCenter center({.meter = port.number});
     center.setMeter(true, store);
     EXPECT_FALSE(*center.meterOn());
     EXPECT_EQ(store.devices()->size(), 1u);
@@ -120,7 +137,7 @@ TEST_F(SimulatorCenterTest, ATakenPortIsToldAndNothingIsAdded) {
     center.setMeter(true, store);
     EXPECT_TRUE(*center.meterOn());
     EXPECT_TRUE(center.errors()->empty());
-    center.stopAll(store);
+    center.stopAll(store, network);
 }
 
 TEST_F(SimulatorCenterTest, LeftoversOfAKilledRunGoAndRealMetersStay) {
@@ -135,19 +152,19 @@ TEST_F(SimulatorCenterTest, LeftoversOfAKilledRunGoAndRealMetersStay) {
     int changes = 0;
     const auto subscription = store.devices().observe([&changes] { ++changes; });
     const SimulatorCenter center;
-    center.cleanupLeftovers(store);
+    center.cleanupLeftovers(store, network);
     EXPECT_EQ(store.device(leftover.id), nullptr);
     EXPECT_EQ(store.device(second.id), nullptr);
     EXPECT_NE(store.device(elsewhere.id), nullptr);
     EXPECT_NE(store.device(otherPort.id), nullptr);
     EXPECT_EQ(changes, 1);
-    center.cleanupLeftovers(store);
+    center.cleanupLeftovers(store, network);
     EXPECT_EQ(changes, 1) << "nothing to remove, nothing to save";
 }
 
 TEST_F(SimulatorCenterTest, LightingIsHeardWhileItIsOn) {
     const Listener artnet, sacn;
-    SimulatorCenter center(port.number, {.artnet = artnet.number, .sacn = sacn.number});
+    SimulatorCenter center({.meter = port.number, .lighting = {.artnet = artnet.number, .sacn = sacn.number}});
     EXPECT_FALSE(*center.lightingOn());
     center.setLightingConfig({.artnetUniverses = 1, .sacnUniverses = 1});
     EXPECT_FALSE(sacn.hears(80)) << "settings alone switch nothing on";
@@ -158,7 +175,7 @@ TEST_F(SimulatorCenterTest, LightingIsHeardWhileItIsOn) {
     EXPECT_TRUE(artnet.hears(5000));
     EXPECT_TRUE(sacn.hears(5000));
     EXPECT_EQ(store.devices()->size(), 1u) << "nothing is added anywhere";
-    center.stopAll(store);
+    center.stopAll(store, network);
     EXPECT_FALSE(*center.lightingOn());
     EXPECT_FALSE(center.anyOn());
     sacn.drain();
@@ -169,7 +186,7 @@ TEST_F(SimulatorCenterTest, LightingIsHeardWhileItIsOn) {
 
 TEST_F(SimulatorCenterTest, LightingTakesOverSettingsWhileItRuns) {
     const Listener artnet, sacn;
-    SimulatorCenter center(port.number, {.artnet = artnet.number, .sacn = sacn.number});
+    SimulatorCenter center({.meter = port.number, .lighting = {.artnet = artnet.number, .sacn = sacn.number}});
     center.setLightingConfig({.artnetUniverses = 0, .sacnUniverses = 0, .faults = {.timecodeStopped = true}});
     center.setLighting(true);
     EXPECT_FALSE(sacn.hears(80));
@@ -180,18 +197,78 @@ TEST_F(SimulatorCenterTest, LightingTakesOverSettingsWhileItRuns) {
     center.setLighting(false);
     center.setLighting(true);
     EXPECT_EQ(center.lighting()->sacnUniverses, 2) << "kept while it is off";
-    center.stopAll(store);
+    center.stopAll(store, network);
 }
 
 TEST_F(SimulatorCenterTest, LightingThatCannotBeginIsTold) {
-    SimulatorCenter center(port.number);
+    SimulatorCenter center({.meter = port.number});
     if (!withoutSockets([&] { center.setLighting(true); })) GTEST_SKIP() << "this system filters no system calls";
     EXPECT_FALSE(*center.lightingOn());
     ASSERT_TRUE(center.errors()->contains("light"));
     EXPECT_TRUE(center.errors()->at("light").starts_with("Netzwerkfehler: ")) << center.errors()->at("light");
     const Listener artnet, sacn;
-    SimulatorCenter other(port.number, {.artnet = artnet.number, .sacn = sacn.number});
+    SimulatorCenter other({.meter = port.number, .lighting = {.artnet = artnet.number, .sacn = sacn.number}});
     other.setLighting(true);
     EXPECT_TRUE(other.errors()->empty());
     EXPECT_TRUE(*other.lightingOn());
+}
+
+TEST_F(SimulatorCenterTest, TheUPSIsAskedOverTheRealProtocolAndGoesWithTheSwitch) {
+    SimulatorCenter center({.ups = freeDatagramPort()});
+    center.setUPS(true, network);
+    center.setUPS(true, network);
+    EXPECT_TRUE(*center.upsOn());
+    EXPECT_TRUE(center.anyOn());
+    ASSERT_EQ(network.config()->devices.size(), 1u) << "on twice leaves one";
+    const auto device = network.config()->devices.front();
+    EXPECT_EQ(device.name, "SIM USV");
+    EXPECT_EQ(device.ip, "127.0.0.1");
+    EXPECT_EQ(device.role, NetDeviceRole::ups);
+    EXPECT_TRUE(device.snmp);
+    EXPECT_EQ(device.community, "public");
+    EXPECT_EQ(device.notes, "Simulator – wird beim Abschalten entfernt");
+    network.start();
+    const auto ups = [&] {
+        return network.snmp().reading(device.id) != nullptr ? network.snmp().reading(device.id)->ups : nullptr;
+    };
+    ASSERT_TRUE(loop.runUntil([&] { return ups() != nullptr; }));
+    EXPECT_EQ(ups()->model, "SIM USV 10 kVA");
+    EXPECT_EQ(ups()->source, netcore::UPSStatus::Source::online);
+    network.stop();
+    center.stopAll(store, network);
+    EXPECT_FALSE(*center.upsOn());
+    EXPECT_TRUE(network.config()->devices.empty());
+}
+
+TEST_F(SimulatorCenterTest, AFaultOfTheUPSIsAnAlarm) {
+    SimulatorCenter center({.ups = freeDatagramPort()});
+    center.setUPSFaults({.onBattery = true});
+    center.setUPS(true, network);
+    network.start();
+    ASSERT_TRUE(loop.runUntil([&] { return network.events()->front().level == NetEvent::Level::alarm; }));
+    EXPECT_TRUE(network.events()->front().text.starts_with("SIM USV: USV läuft auf Batterie – Restlaufzeit 3"))
+        << network.events()->front().text;
+    network.stop();
+    center.stopAll(store, network);
+}
+
+TEST_F(SimulatorCenterTest, ATakenPortOfTheUPSIsTold) {
+    const Listener taken;
+    SimulatorCenter center({.ups = taken.number});
+    center.setUPS(true, network);
+    EXPECT_FALSE(*center.upsOn());
+    ASSERT_TRUE(center.errors()->contains("ups"));
+    EXPECT_TRUE(center.errors()->at("ups").starts_with("Port " + std::to_string(taken.number) + " belegt: "))
+        << center.errors()->at("ups");
+    EXPECT_TRUE(network.config()->devices.empty());
+}
+
+TEST_F(SimulatorCenterTest, LeftoversOfTheUPSGoAndARealOneStays) {
+    network.upsert({.name = "SIM USV", .ip = "127.0.0.1", .role = NetDeviceRole::ups, .snmp = true, .snmpPort = 1161});
+    network.upsert({.name = "Echt", .ip = "10.0.0.3", .role = NetDeviceRole::ups, .snmp = true, .snmpPort = 1161});
+    network.upsert({.name = "Eigener Agent", .ip = "127.0.0.1", .snmp = true, .snmpPort = 161});
+    SimulatorCenter().cleanupLeftovers(store, network);
+    ASSERT_EQ(network.config()->devices.size(), 2u);
+    EXPECT_EQ(network.config()->devices[0].name, "Echt");
+    EXPECT_EQ(network.config()->devices[1].name, "Eigener Agent");
 }

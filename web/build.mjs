@@ -1,5 +1,5 @@
 // Builds the web app: node build.mjs [--outdir=]FOLDER [--watch]. The folder is made when it is missing.
-import { build, context } from "esbuild";
+import { build, context, transform } from "esbuild";
 import { cp, mkdir, readdir, readFile, rm, stat, writeFile } from "node:fs/promises";
 import { basename, dirname, join, resolve } from "node:path";
 import { fileURLToPath } from "node:url";
@@ -12,6 +12,16 @@ if (!target) {
 }
 const outdir = resolve(target);
 const limit = 150_000;
+
+/** A style sheet of a part comes as text with that part, which puts it into the page: it weighs on no other. */
+const sheets = {
+  name: "sheets",
+  setup: ({ onLoad }) =>
+    onLoad({ filter: /\.part\.css$/ }, async ({ path }) => {
+      const { code } = await transform(await readFile(path, "utf8"), { loader: "css", minify: true, target: options.target });
+      return { contents: code.trim(), loader: "text" };
+    }),
+};
 
 /** @type {import("esbuild").BuildOptions} */
 const options = {
@@ -31,7 +41,7 @@ const options = {
   legalComments: "none",
   logLevel: "warning",
   logLimit: 10,
-  plugins: [{ name: "page", setup: ({ onEnd }) => void onEnd(({ metafile, errors }) => (errors.length > 0 ? undefined : finish(metafile))) }],
+  plugins: [sheets, { name: "page", setup: ({ onEnd }) => void onEnd(({ metafile, errors }) => (errors.length > 0 ? undefined : finish(metafile))) }],
 };
 
 /** The files that come with this one: those it imports outright. */

@@ -8,7 +8,7 @@ skipUnlessInstalled();
 
 const programURL = process.env.KESTRELYNE_TEST_URL?.replace(/\/$/, "");
 const meterId = "5B7A2F10-0C3E-4A57-9A0B-6D1E2C3B4A01";
-const pages = ["/#/", "/#/power", "/#/network", "/#/events", "/#/more"];
+const pages = ["/#/", "/#/power", "/#/network", "/#/switch", "/#/map", "/#/netdetail", "/#/events", "/#/more"];
 const text = (page, selector) => page.locator(selector).first().innerText();
 
 /** What holds against any station. */

@@ -15,6 +15,7 @@ import { info, useFeed } from "./station";
 
 const More = lazy(() => import("./pages/More").then((part) => part.More));
 const Network = lazy(() => import("./pages/Network").then((part) => part.Network));
+const NetDetail = lazy(() => import("./pages/NetDetail").then((part) => part.NetDetail));
 
 interface Destination {
   page: Route["page"];
@@ -30,6 +31,14 @@ const destinations: Destination[] = [
   { page: "events", name: "Ereignisse", icon: "events", link: links.events },
   { page: "more", name: "Mehr", icon: "more", link: links.more },
 ];
+
+/** Switches, the map and the details belong to the network. */
+const areaOf = (page: Route["page"]): Route["page"] => (page === "switches" || page === "map" || page === "netdetail" ? "network" : page);
+
+/** A detail of one thing: it begins at its top. */
+function isDetail(route: Route): boolean {
+  return (route.page === "power" && route.device !== null) || (route.page === "network" && route.universe !== null) || (route.page === "switches" && route.switch !== null);
+}
 
 /** The open page. One that was open before comes back where it had been scrolled to; a detail begins at its top. */
 function useRoute(): Route {
@@ -48,8 +57,7 @@ function useRoute(): Route {
     return () => window.removeEventListener("hashchange", changed);
   }, []);
   useLayoutEffect(() => {
-    const isDetail = (route.page === "power" && route.device !== null) || (route.page === "network" && route.universe !== null);
-    window.scrollTo(0, isDetail ? 0 : (left.current.get(hash) ?? 0));
+    window.scrollTo(0, isDetail(route) ? 0 : (left.current.get(hash) ?? 0));
     // What had the focus is gone with its page: the keyboard goes on in the new one.
     if (document.activeElement === document.body) document.getElementById("inhalt")?.focus({ preventScroll: true });
   }, [hash]);
@@ -60,7 +68,7 @@ function Navigation({ page, problems }: { page: Route["page"]; problems: number 
   return (
     <nav class="nav" aria-label="Bereiche">
       {destinations.map((to) => (
-        <a key={to.page} href={to.link} aria-current={to.page === page ? "page" : undefined}>
+        <a key={to.page} href={to.link} aria-current={to.page === areaOf(page) ? "page" : undefined}>
           <span class="nav-icon">
             <Icon name={to.icon} />
             {to.page === "overview" && problems > 0 && (
@@ -97,6 +105,7 @@ export function App() {
           {route.page === "overview" && <Overview situation={situation} />}
           {route.page === "power" && <Power situation={situation} device={route.device} />}
           {route.page === "network" && <Network situation={situation} universe={route.universe} section={route.section} />}
+          {(route.page === "switches" || route.page === "map" || route.page === "netdetail") && <NetDetail situation={situation} route={route} />}
           {route.page === "events" && <Events />}
           {route.page === "more" && <More />}
         </main>

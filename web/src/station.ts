@@ -11,7 +11,8 @@ const timeout = 3500;
 const longestPause = 4000;
 const eventPause = 3000;
 
-async function answer(path: string, init: RequestInit): Promise<string> {
+/** The body of a success; throws a `Refusal` with what the station says against it. */
+export async function answer(path: string, init: RequestInit): Promise<string> {
   const response = await fetch(path, { ...init, cache: "no-store", credentials: "same-origin" });
   const body = await response.text();
   if (response.ok) return body;
@@ -105,7 +106,8 @@ export function start(): void {
   run();
 }
 
-function use(feed: Feed<unknown>): () => void {
+/** Asks from now on, while the page is in sight, until the given function is called. */
+export function use(feed: Feed<unknown>): () => void {
   running.add(feed);
   if (document.visibilityState !== "hidden") feed.resume();
   return () => {

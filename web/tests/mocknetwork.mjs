@@ -17,6 +17,8 @@ export const hostileNames = [
 export const healthyNetwork = {
   running: true, universes: 12, conflict: false, tripleConflict: false, lost: false, hostile: false, offline: false, noQuerier: false,
   addressConflict: false, twoMasters: false, dmxSource: true, errors: false, fixtures: false, devices: 6,
+  switches: 3, switchPorts: 28, addresses: 40, hot: false, warm: false, fanFailed: false, snmpError: false, portDown: false, errorsGrow: false,
+  firstReading: false, mapUnread: false,
 };
 
 export function makeNetwork(faults, seconds) {
@@ -54,6 +56,9 @@ export function makeNetwork(faults, seconds) {
             ? `${one.proto} ${one.label}: Konflikt ${one.senders[0].name} ↔ ${one.senders[1].name}`
             : `${one.senders.length} Quellen gleicher Priorität (${one.label})`,
         });
+    if (faults.hot) list.push({ level: "warning", area: "light", text: "Truss-Switch links: CPU 71 °C" });
+    if (faults.fanFailed) list.push({ level: "warning", area: "light", text: "Truss-Switch links: Lüfter 2 ausgefallen" });
+    if (faults.portDown) list.push({ level: "warning", area: "light", text: "Truss-Switch links: Port gi1/0/2 ist ausgefallen" });
     if (faults.twoMasters) list.push({ level: "alarm", area: "light", text: "PTPv2 · Domäne 0: mehrere Grandmaster" });
     if (faults.noQuerier) list.push({ level: "warning", area: "light", text: "Kein IGMP-Querier auf Licht" });
     return list;
@@ -70,6 +75,7 @@ export function makeNetwork(faults, seconds) {
     const roles = ["Switch", "Node", "Pult", "Medienserver", "Audio / Dante", "Sonstiges"];
     const devices = Array.from({ length: faults.devices }, (_, index) => ({
       name: name(["Truss-Switch links", "Node Bühne", "Lichtpult", "Server A", "Stagebox", "Rekorder"][index % 6], index), ip: `10.101.0.${21 + index}`,
+      id: index === 0 ? "switch-1" : `device-${index}`, error: faults.snmpError && index === 0 ? "Zeitüberschreitung" : null,
       role: roles[index % 6], online: faults.offline && index === 0 ? false : index === 5 ? null : true,
       latency: faults.offline && index === 0 ? null : 0.0004 + index * 0.003, temp: index === 0 ? 41.4 : null,
     }));

@@ -4,7 +4,8 @@ import { createServer } from "node:http";
 import { readFile } from "node:fs/promises";
 import { extname, join } from "node:path";
 import { fileURLToPath } from "node:url";
-import { healthyNetwork, makeNetwork } from "./mocknetwork.mjs";
+import { makeNetDetail } from "./mocknetdetail.mjs";
+import { healthyNetwork, hostileNames, makeNetwork } from "./mocknetwork.mjs";
 
 const types = {
   ".html": "text/html; charset=utf-8",
@@ -42,20 +43,21 @@ function reading(index, time) {
   return { p, pPhase, u, i, in: Math.max(...i) - Math.min(...i), f: 50 + 0.018 * Math.sin(time / 7) };
 }
 
-/** @typedef {{ meters: number, alarm: boolean, warning: boolean, failed: boolean, off: boolean, empty: boolean, ups: boolean, onBattery: boolean, pin: string, events: number, delay: number, recording: boolean, httpsURL: string | null }} Faults */
+/** @typedef {{ meters: number, alarm: boolean, warning: boolean, failed: boolean, off: boolean, empty: boolean, ups: boolean, onBattery: boolean, upsError: boolean, batteryLow: boolean, pin: string, events: number, delay: number, recording: boolean, httpsURL: string | null }} Faults */
 
 export function makeStation(root) {
   /** @type {Faults} */
   const healthy = {
-    meters: 4, alarm: false, warning: false, failed: false, off: false, empty: false, ups: true, onBattery: false,
+    meters: 4, alarm: false, warning: false, failed: false, off: false, empty: false, ups: true, onBattery: false, upsError: false, batteryLow: false,
     pin: "4711", events: 40, delay: 0, recording: true, httpsURL: null,
   };
   const faults = { ...healthy };
   /** Faults of the network. */
   const net = { ...healthyNetwork };
   const show = makeNetwork(net, seconds);
+  const { netdetail } = makeNetDetail(net, seconds);
   /** How often it was asked for; `broken` answers as a proxy in front of a stopped station would. */
-  const asked = { network: 0, dmx: 0, broken: false };
+  const asked = { network: 0, dmx: 0, netdetail: 0, broken: false };
   const began = seconds();
   const attempts = [];
   const raised = [];
@@ -83,10 +85,11 @@ export function makeStation(root) {
     const told = {
       alarm: ["Hauptverteilung Bühne", "alarm", "Strom L1 > 63,00 A – aktuell 98,71 A", "Wieder normal: Strom L1 = 61,02 A"],
       warning: ["Licht links", "warning", "N-Leiterstrom > 20,00 A – aktuell 22,41 A", "Wieder normal: N-Leiterstrom = 17,90 A"],
+      onBattery: ["Strom", "alarm", "FOH-Rack: USV läuft auf Batterie – Restlaufzeit 35 min", "FOH-Rack: wieder im Netzbetrieb"],
       failed: ["Ton FOH", "alarm", "Kommunikationsausfall – keine Antwort seit 10 s", "Kommunikation wiederhergestellt"],
     }[name];
     if (told)
-      raised.unshift({ time: seconds(), source: told[0], level: value ? told[1] : "info", text: value ? told[2] : `Behoben: ${told[3]}` });
+      raised.unshift({ time: seconds(), source: told[0], level: value ? told[1] : "info", text: value ? told[2] : told[0] === "Strom" ? told[3] : `Behoben: ${told[3]}` });
   }
 
   /** The same for the network, with the sentences of its log. */
@@ -96,9 +99,13 @@ export function makeStation(root) {
     const conflict = "Konflikt auf Art-Net-Universum 1 (0:0:1)";
     const told = {
       conflict: ["alarm", `${conflict}: mehrere Quellen gleicher Priorität (grandMA Pult, Backup-Pult)`, `${conflict} behoben`],
+      hot: ["alarm", "Truss-Switch links: Temperatur CPU 70 °C (Grenze 70 °C)", "Truss-Switch links: Temperatur CPU wieder normal (61 °C)"],
+      fanFailed: ["alarm", "Truss-Switch links: Lüfter 2 ausgefallen", "Truss-Switch links: Lüfter 2 wieder in Ordnung"],
+      portDown: ["alarm", "Truss-Switch links: Port gi1/0/2 ist ausgefallen (war: Node Bühne)", null],
       offline: ["alarm", "Truss-Switch links (10.101.0.21) nicht erreichbar", "Truss-Switch links (10.101.0.21) wieder online nach 12 s"],
     }[name];
-    if (told) raised.unshift({ time: seconds(), source: "Netzwerk", level: value ? told[0] : "info", text: value ? told[1] : told[2] });
+    if (told && (value || told[2]))
+      raised.unshift({ time: seconds(), source: "Netzwerk", level: value ? told[0] : "info", text: value ? told[1] : told[2] });
   }
 
   function events() {
@@ -113,6 +120,22 @@ export function makeStation(root) {
       return { time: began - 700 - index * 431, source: meter.name, level: kinds[index % 4][0], text: kinds[index % 4][1] };
     });
     return [...raised, ...old];
+  }
+
+  function ups() {
+    if (!faults.ups || faults.empty) return [];
+    const { onBattery } = faults;
+    return [
+      {
+        name: net.hostile ? hostileNames[0] : "FOH-Rack", ip: "10.101.0.60", online: true, source: onBattery ? "Batteriebetrieb" : "Netzbetrieb",
+        charge: onBattery ? 81.6 : 100, runtime: 34.6, load: 22, onBattery, error: faults.upsError ? "Zeitüberschreitung" : null,
+        protocol: "UPS-MIB (RFC 1628)", model: "Eaton 9PX 3000", local: false, battery: "normal",
+      },
+      {
+        name: "Rechner am FOH", ip: "", online: null, source: "unbekannt", charge: null, runtime: null, load: null, onBattery: false, error: null,
+        protocol: "NUT", model: "Back-UPS 700", local: true, battery: faults.batteryLow ? "schwach" : "unbekannt",
+      },
+    ];
   }
 
   function power() {
@@ -151,9 +174,7 @@ export function makeStation(root) {
     const known = devices.map((device) => device.p).filter((p) => p !== null);
     return {
       devices,
-      ups: faults.ups && !faults.empty
-        ? [{ name: "FOH-Rack", source: faults.onBattery ? "Batteriebetrieb" : "Netzbetrieb", charge: faults.onBattery ? 81 : 100, runtime: 34.6, load: 22, onBattery: faults.onBattery }]
-        : [],
+      ups: ups(),
       totalP: known.length > 0 ? round(known.reduce((sum, p) => sum + p, 0)) : null,
       recording: faults.recording ? { name: "Sommerbühne Tag 2", since: began - 5400 } : null,
     };
@@ -241,7 +262,10 @@ export function makeStation(root) {
       case "network":
         asked.network += 1;
         if (asked.broken) return json(502, "Bad Gateway");
-        return json(200, faults.empty ? makeNetwork({ ...net, running: false }, seconds).network() : show.network());
+        return json(200, faults.empty ? makeNetwork({ ...net, running: false }, seconds).network() : { ...show.network(), ups: ups() });
+      case "netdetail":
+        asked.netdetail += 1;
+        return asked.broken ? json(502, "Bad Gateway") : json(200, netdetail());
       case "dmx": {
         asked.dmx += 1;
         const { status, body: told } = show.dmx(searchParams);

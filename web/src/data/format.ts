@@ -50,9 +50,9 @@ export function withUnit(value: number | null, unit: string): string {
   return shown ? `${text} ${shown}` : text;
 }
 
-/** A whole number with a unit, for charge, load and minutes. */
+/** A whole number with a unit, for charge, load, minutes and temperatures. Cut: only full is 100 %, and only what is at a limit shows it. */
 export function whole(value: number | null, unit: string): string {
-  return value === null || !Number.isFinite(value) ? missing : `${decimal(value, 0)} ${unit}`;
+  return value === null || !Number.isFinite(value) ? missing : `${decimal(Math.trunc(value), 0)} ${unit}`;
 }
 
 /** How often something comes in a second: "44/s", "0,9/s". */
@@ -118,3 +118,6 @@ export function dateAndClock(time: number): string {
 export function count(number: number, one: string, many: string): string {
   return `${number} ${number === 1 ? one : many}`;
 }
+
+/** Those parts that say something. */
+export const joined = (parts: (string | false | null | undefined)[], between = " · ") => parts.filter(Boolean).join(between);

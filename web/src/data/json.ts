@@ -24,6 +24,11 @@ export const exact = (value: unknown): string => (typeof value === "string" ? va
 export const text = (value: unknown): string => harmless(exact(value));
 export const texts = (value: unknown): string[] => list(value).map(text);
 export const reading = (value: unknown): Reading => (typeof value === "number" && Number.isFinite(value) ? value : null);
+/** Yes, no, or not known. */
+export const answer = (value: unknown): boolean | null => (typeof value === "boolean" ? value : null);
+export const each = <T>(value: unknown, read: (from: Fields) => T): T[] => list(value).map((entry) => read(fields(entry)));
+/** Where something was heard; a dash says that it is not known. */
+export const place = (value: unknown): string => (value === "–" ? "" : text(value));
 export const readings = (value: unknown): Reading[] => list(value).map(reading);
 
 export function level(value: unknown): Level {

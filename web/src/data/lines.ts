@@ -1,14 +1,15 @@
 // What the network page lists, as lines of one form: a title, who or where, figures, a state, and all facts for the sheet behind it.
 
-import { count, decimal, milliseconds, missing, rate, whole } from "./format";
+import { count, joined, milliseconds, missing, rate, whole } from "./format";
 import { links, type NetworkSection } from "./route";
 import type { Adapter, ClockDomain, Console, Network, NetDevice, NetNode, QuerierState, Station, Timecode, Universe, UniverseStatus } from "./network";
 import type { Reading } from "./shapes";
+import { upsLine } from "./ups";
 
 /** A state as icon and word; the colour only repeats it. */
 export interface Mark {
   tone: "alarm" | "warning" | "ok" | "quiet";
-  sign: "alarm" | "warning" | "ok" | "lost" | "unknown" | "online" | "error" | "pause";
+  sign: "alarm" | "warning" | "ok" | "lost" | "unknown" | "online" | "error" | "pause" | "battery" | "mains";
   word: string;
 }
 
@@ -31,9 +32,8 @@ export interface Line {
 /** Nodes answer and consoles ask every 2.5 to 3 s (Art-Net 4, "ArtPoll"): after five missed ones they are silent. */
 export const silentAfter = 15;
 
-const joined = (parts: (string | false | null | undefined)[], between = " · ") => parts.filter(Boolean).join(between);
 const number = (value: Reading) => (value === null ? missing : String(value));
-const facts = (pairs: [string, string][]): [string, string][] => pairs.map(([name, value]) => [name, value || missing]);
+export const facts = (pairs: [string, string][]): [string, string][] => pairs.map(([name, value]) => [name, value || missing]);
 
 export const universeMarks: Record<UniverseStatus, Mark> = {
   conflict: { tone: "alarm", sign: "alarm", word: "Konflikt" },
@@ -174,23 +174,30 @@ function timecodeLine(code: Timecode): Line {
   };
 }
 
-const deviceMark = (online: boolean | null): Mark => {
+export const deviceMark = (online: boolean | null): Mark => {
   if (online === null) return { tone: "quiet", sign: "unknown", word: "noch unbekannt" };
   return online ? { tone: "ok", sign: "online", word: "online" } : { tone: "alarm", sign: "error", word: "nicht erreichbar" };
 };
 
 function deviceLine(device: NetDevice): Line {
-  const temperature = device.temp === null ? "" : `${decimal(device.temp, 0)} °C`;
+  const isSwitch = device.role === "Switch";
   return {
     key: `${device.ip} ${device.name}`,
     title: device.name || device.ip,
     note: joined([device.role, device.ip]),
-    figures: joined([device.online === true && device.latency !== null && milliseconds(device.latency), temperature]),
+    figures: joined([
+      device.online === true && device.latency !== null && milliseconds(device.latency),
+      device.temp !== null && whole(device.temp, "°C"),
+      device.error && "SNMP-Fehler",
+    ]),
     mark: deviceMark(device.online),
     age: null,
     silent: device.online === false,
-    link: null,
-    facts: facts([["Rolle", device.role], ["Adresse", device.ip], ["Antwort in", milliseconds(device.latency)], ["Temperatur", whole(device.temp, "°C")]]),
+    link: isSwitch ? links.switch(device.id || device.ip) : null,
+    facts: facts([
+      ["Rolle", device.role], ["Adresse", device.ip], ["Antwort in", milliseconds(device.latency)], ["Temperatur", whole(device.temp, "°C")],
+      ...(device.error ? [["SNMP", device.error] as [string, string]] : []),
+    ]),
   };
 }
 
@@ -247,6 +254,7 @@ export function listSections(network: Network): ListSection[] {
     section("clocks", "Uhren (PTP)", network.ptp.flatMap(domainLines), String(network.ptp.length)),
     section("timecode", "Timecode", network.timecode.map(timecodeLine)),
     section("devices", "Geräte", network.devices.map(deviceLine), `${network.online} von ${network.total}`),
+    section("ups", "USV", network.ups.map(upsLine)),
     section("adapters", "Adapter", network.interfaces.map(adapterLine)),
     section("queriers", "IGMP-Querier", network.igmp.map(querierLine), String(network.igmp.reduce((sum, one) => sum + one.queriers.length, 0))),
   ].filter((one) => one.lines.length > 0);

@@ -1,7 +1,7 @@
 // The show network as values of this app: what /api/network and /api/dmx tell.
 
-import { exact, fields, level, list, reading, text, texts, type Fields } from "./json";
-import type { Level, Reading } from "./shapes";
+import { answer, each, exact, fields, level, list, place, reading, text, texts, type Fields } from "./json";
+import { readUps, type Level, type Reading, type Ups } from "./shapes";
 
 export type UniverseStatus = "conflict" | "ok" | "lost" | "none";
 
@@ -35,6 +35,7 @@ export interface NetNode {
 }
 
 export interface NetDevice {
+  id: string;
   name: string;
   ip: string;
   role: string;
@@ -44,6 +45,8 @@ export interface NetDevice {
   latency: Reading;
   /** °C */
   temp: Reading;
+  /** Why its last reading failed; empty when it did not or none is wished. */
+  error: string;
 }
 
 export interface Station {
@@ -133,6 +136,7 @@ export interface Network {
   nodeList: NetNode[];
   universeList: Universe[];
   devices: NetDevice[];
+  ups: Ups[];
   maNet: Station[];
   ptp: ClockDomain[];
   timecode: Timecode[];
@@ -176,9 +180,6 @@ export interface Dmx {
 export const channels = 512;
 
 const amount = (value: unknown): number => reading(value) ?? 0;
-/** Where something was heard; a dash says that it is not known. */
-const place = (value: unknown): string => (value === "–" ? "" : text(value));
-const each = <T>(value: unknown, read: (from: Fields) => T): T[] => list(value).map((entry) => read(fields(entry)));
 const statuses: readonly unknown[] = ["conflict", "ok", "lost"] satisfies UniverseStatus[];
 
 function universe(from: Fields): Universe {
@@ -238,13 +239,16 @@ export function readNetwork(value: unknown): Network {
     })),
     universeList: each(from.universeList, universe),
     devices: each(from.devices, (device) => ({
+      id: exact(device.id),
       name: text(device.name),
       ip: text(device.ip),
       role: text(device.role),
-      online: typeof device.online === "boolean" ? device.online : null,
+      online: answer(device.online),
       latency: reading(device.latency),
       temp: reading(device.temp),
+      error: text(device.error),
     })),
+    ups: list(from.ups).map(readUps),
     maNet: each(from.maNet, (station) => ({
       ip: text(station.ip),
       name: text(station.name),

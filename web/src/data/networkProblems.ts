@@ -1,6 +1,6 @@
 // What is wrong on the network: each with the place that shows more of it and the event that told of it first.
 
-import type { Network, NetProblem, Universe } from "./network";
+import type { NetDevice, Network, NetProblem, Universe } from "./network";
 import { links } from "./route";
 import type { LogEvent } from "./shapes";
 import type { Problem } from "./verdict";
@@ -20,8 +20,9 @@ function universeOf(text: string, conflicts: ReadonlyMap<string, Universe>): Uni
 }
 
 /** Where more about it stands. */
-function placeOf(problem: NetProblem, universe: Universe | null): string {
+function placeOf(problem: NetProblem, universe: Universe | null, one: NetDevice | undefined): string {
   if (universe) return links.universe(universe.id);
+  if (one) return links.switch(one.id || one.ip);
   if (problem.text.startsWith("USV ")) return links.power;
   if (/nicht erreichbar|wieder online/.test(problem.text)) return links.networkSection("devices");
   if (problem.text.includes("Grandmaster")) return links.networkSection("clocks");
@@ -29,27 +30,35 @@ function placeOf(problem: NetProblem, universe: Universe | null): string {
   return problem.area === "power" ? links.power : links.networkSection("problems");
 }
 
+/** What stays the same while the figures in it change: a temperature, the minutes left. */
+const changing = /[\d,.]+ (°C|min|s)(?![\p{L}\d])/gu;
+const lasting = (text: string) => text.replace(changing, "$1");
+
 /** The event begins with what the problem says; a conflict is told there by another sentence. */
-function raisedAt(problem: NetProblem, universe: Universe | null, events: LogEvent[]): number | null {
+function raisedAt(problem: NetProblem, universe: Universe | null, one: NetDevice | undefined, events: LogEvent[]): number | null {
   const [proto, ...label] = universe?.title.split(" ") ?? [];
   const conflict = universe ? `Konflikt auf ${proto}-Universum ${label.join(" ")}: ` : null;
-  const raised = (event: LogEvent) =>
-    event.level !== "info" && (event.text.startsWith(problem.text) || (conflict !== null && event.text.startsWith(conflict)));
+  // Heat stands there as "Switch: CPU 71 °C" and here as "Switch: Temperatur CPU 70 °C (Grenze 70 °C)".
+  const heat = one && / °C$/.test(problem.text);
+  const begin = heat ? `${one.name}: Temperatur ${problem.text.slice(one.name.length + 2)}` : problem.text;
+  const stem = lasting(begin);
+  const [head = ""] = begin.split(changing, 1);
+  const same = (text: string) => text.startsWith(head) && lasting(text).startsWith(stem);
+  const raised = (event: LogEvent) => event.level !== "info" && (same(event.text) || (conflict !== null && event.text.startsWith(conflict)));
   return events.find(raised)?.time ?? null;
 }
 
 const words = { light: "Netz", power: "Strom" };
 
-/** What stays the same while the figures in it change: a temperature, the minutes left. */
-const lasting = (text: string) => text.replace(/[\d,.]+ (°C|min|s)(?![\p{L}\d])/gu, "$1");
-
 /** Alarms and warnings; what is only told ("3 Geräte wieder online") is none. */
 export function networkProblems(network: Network, events: LogEvent[]): Problem[] {
   if (!network.running) return [];
   const conflicts = inConflict(network.universeList);
+  const switches = network.devices.filter((device) => device.role === "Switch" && device.name !== "");
   const found = network.problems.flatMap((problem): Problem[] => {
     if (problem.level === "info") return [];
     const universe = universeOf(problem.text, conflicts);
+    const one = switches.find((device) => problem.text.startsWith(`${device.name}: `));
     return [
       {
         // Who fights over a universe may change while the fight goes on.
@@ -58,8 +67,8 @@ export function networkProblems(network: Network, events: LogEvent[]): Problem[]
         severity: problem.level,
         what: problem.text,
         where: words[problem.area],
-        since: raisedAt(problem, universe, events),
-        link: placeOf(problem, universe),
+        since: raisedAt(problem, universe, one, events),
+        link: placeOf(problem, universe, one),
       },
     ];
   });

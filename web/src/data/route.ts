@@ -4,12 +4,15 @@ export type Route =
   | { page: "overview" }
   | { page: "power"; device: string | null }
   | { page: "network"; universe: string | null; section: NetworkSection | null }
+  | { page: "switches"; switch: string | null }
+  | { page: "map" }
+  | { page: "netdetail" }
   | { page: "events" }
   | { page: "more" };
 
 /** What the network page is divided into; each can be led to. */
 export const networkSections = [
-  "problems", "universes", "nodes", "consoles", "manet", "clocks", "timecode", "devices", "adapters", "queriers", "errors",
+  "problems", "universes", "nodes", "consoles", "manet", "clocks", "timecode", "devices", "ups", "adapters", "queriers", "errors",
 ] as const;
 export type NetworkSection = (typeof networkSections)[number];
 
@@ -21,6 +24,11 @@ export const links = {
   networkSection: (section: NetworkSection) => `#/network/${section}`,
   /** @param id "Art-Net:1" */
   universe: (id: string) => `#/universe/${encodeURIComponent(id)}`,
+  switches: "#/switch",
+  /** @param name its address or its id */
+  switch: (name: string) => `#/switch/${encodeURIComponent(name)}`,
+  map: "#/map",
+  netdetail: "#/netdetail",
   events: "#/events",
   more: "#/more",
 };
@@ -36,6 +44,12 @@ export function routeOf(hash: string): Route {
       return { page: "network", universe: null, section: networkSections.find((section) => section === rest[0]) ?? null };
     case "universe":
       return { page: "network", universe: rest[0] ? decode(rest[0]) : null, section: null };
+    case "switch":
+      return { page: "switches", switch: rest[0] ? decode(rest[0]) : null };
+    case "map":
+      return { page: "map" };
+    case "netdetail":
+      return { page: "netdetail" };
     case "events":
       return { page: "events" };
     case "more":

@@ -1,7 +1,7 @@
 // The JSON interface as values of this app. Whatever arrives is read field by field: what is absent or of another type becomes
 // null, empty or an empty list, so that nothing further on has to doubt it.
 
-import { exact, fields, level, list, reading, readings, text } from "./json";
+import { answer, exact, fields, level, list, reading, readings, text } from "./json";
 
 export type Level = "alarm" | "warning" | "info";
 export type Control = "view" | "find" | "full";
@@ -63,11 +63,26 @@ export interface Meter {
 
 export interface Ups {
   name: string;
+  ip: string;
+  /** null: not known yet. */
+  online: boolean | null;
+  /** Where its output comes from, in words: "Netzbetrieb", "Bypass". */
   source: string;
+  /** % */
   charge: Reading;
+  /** Minutes. */
   runtime: Reading;
+  /** % of the phase that carries most. */
   load: Reading;
   onBattery: boolean;
+  /** "normal", "schwach", "leer" …, "unbekannt". */
+  battery: string;
+  /** Why the last reading failed; the figures are then those of the last that did not. Empty when it did not. */
+  error: string;
+  protocol: string;
+  model: string;
+  /** Attached to the station itself instead of reached through the network. */
+  local: boolean;
 }
 
 export interface Power {
@@ -157,15 +172,22 @@ function meter(value: unknown): Meter {
   };
 }
 
-function ups(value: unknown): Ups {
+export function readUps(value: unknown): Ups {
   const from = fields(value);
   return {
     name: text(from.name),
+    ip: text(from.ip),
+    online: answer(from.online),
     source: text(from.source),
     charge: reading(from.charge),
     runtime: reading(from.runtime),
     load: reading(from.load),
     onBattery: from.onBattery === true,
+    battery: text(from.battery),
+    error: text(from.error),
+    protocol: text(from.protocol),
+    model: text(from.model),
+    local: from.local === true,
   };
 }
 
@@ -202,7 +224,7 @@ export function readPower(value: unknown): Power {
   const recording = fields(from.recording);
   return {
     devices: list(from.devices).map(meter),
-    ups: list(from.ups).map(ups),
+    ups: list(from.ups).map(readUps),
     totalP: reading(from.totalP),
     recording: typeof recording.name === "string" ? { name: recording.name, since: reading(recording.since) } : null,
   };

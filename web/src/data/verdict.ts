@@ -78,7 +78,7 @@ function meterProblems(meter: Meter, events: LogEvent[]): Problem[] {
   return found;
 }
 
-function upsProblems(ups: Ups): Problem[] {
+function upsProblems(ups: Ups, events: LogEvent[]): Problem[] {
   if (!ups.onBattery) return [];
   const rest = ups.runtime === null ? "" : ` – ${Math.floor(ups.runtime)} min`;
   return [
@@ -88,14 +88,15 @@ function upsProblems(ups: Ups): Problem[] {
       severity: "alarm",
       what: `auf Batterie${rest}`,
       where: `USV ${ups.name}`,
-      since: null,
+      // One at the station itself is told of with an addition behind its name.
+      since: events.find(({ text }) => text.startsWith(ups.name) && text.includes(": USV läuft auf Batterie"))?.time ?? null,
       link: links.power,
     },
   ];
 }
 
 export function powerProblems(power: Power, events: LogEvent[]): Problem[] {
-  return [...power.devices.flatMap((meter) => meterProblems(meter, events)), ...power.ups.flatMap(upsProblems)];
+  return [...power.devices.flatMap((meter) => meterProblems(meter, events)), ...power.ups.flatMap((ups) => upsProblems(ups, events))];
 }
 
 /** Newest first; those of unknown age behind, alarms before warnings. */
@@ -109,12 +110,12 @@ export function problems(power: Power | null, network: Network | null, events: L
   return all.sort((a, b) => (b.since ?? 0) - (a.since ?? 0) || rank(a) - rank(b));
 }
 
-// How the end of a trouble on the network is told: "Konflikt auf … behoben", "… wieder online nach 12 s", "… wieder aktiv".
-const restoredOnNetwork = / behoben$| wieder online| wieder aktiv$/;
+// How the end of a trouble is told: "Konflikt auf … behoben", "… wieder online nach 12 s", "Temperatur … wieder normal (61 °C)", "Bypass beendet".
+const restored = / behoben$| wieder online| wieder (aktiv|normal|ausreichend|in Ordnung|im Netzbetrieb)(?!\S)|: Bypass beendet$|: Batterietemperatur normal$/;
 
 /** When the last trouble ended, by the events. */
 export function allRightSince(events: LogEvent[]): number | null {
-  const ended = ({ level, text }: LogEvent) => text.startsWith(restoredPrefix) || (level === "info" && restoredOnNetwork.test(text));
+  const ended = ({ level, text }: LogEvent) => text.startsWith(restoredPrefix) || (level === "info" && restored.test(text));
   return events.find(ended)?.time ?? null;
 }
 

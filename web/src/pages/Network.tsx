@@ -12,6 +12,8 @@ import { Empty, LevelMark, Section } from "../parts/basics";
 import { useEscape } from "../parts/escape";
 import { Icon } from "../parts/icons";
 import { Lines } from "../parts/Lines";
+import "../parts/listSheet";
+import { NetTabs } from "../parts/NetTabs";
 import { ProblemList } from "../parts/ProblemList";
 import { Universe } from "./Universe";
 import "../parts/shared";
@@ -205,6 +207,7 @@ export function Network({ situation, universe, section }: { situation: Situation
             </span>
           )}
         </header>
+        <NetTabs current="network" />
         {data ? (
           <Everything told={data} situation={situation} elapsed={elapsed} current={universe} section={section} />
         ) : (

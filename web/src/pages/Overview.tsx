@@ -4,10 +4,11 @@ import { clock, count, figure, since, whole } from "../data/format";
 import { silentAfter } from "../data/lines";
 import type { Network } from "../data/network";
 import { links } from "../data/route";
+import { silence, sourceMark } from "../data/ups";
 import { deviceState, type Mood } from "../data/verdict";
 import type { Situation } from "../situation";
 import { stationNow } from "../station";
-import { Empty, Figure, Section } from "../parts/basics";
+import { Empty, Figure, Section, StateSign } from "../parts/basics";
 import { EventExcerpt } from "../parts/EventList";
 import { Icon, type IconName } from "../parts/icons";
 import { ProblemList } from "../parts/ProblemList";
@@ -74,11 +75,11 @@ function PowerTiles({ situation }: { situation: Situation }) {
         </span>
         <p class="tile-note">verbunden</p>
       </a>
-      {power.ups.map((ups) => (
-        <a class="card tile" href={links.power} key={ups.name}>
+      {power.ups.map((ups, index) => (
+        <a class={`card tile ${silence(ups) ? "old" : ""}`} href={links.power} key={index}>
           <p class="caption">USV {ups.name}</p>
           <Figure of={{ text: whole(ups.charge, "%").replace(" %", ""), unit: ups.charge === null ? "" : "%" }} size="tile" />
-          <p class="tile-note">{ups.source || "unbekannt"}</p>
+          {ups.onBattery ? <StateSign mark={sourceMark(ups)} /> : <p class="tile-note">{silence(ups) || ups.source || "unbekannt"}</p>}
         </a>
       ))}
     </div>

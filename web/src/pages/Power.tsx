@@ -46,8 +46,8 @@ export function Power({ situation, device }: { situation: Situation; device: str
         {power && power.ups.length > 0 && (
           <Section title="Unterbrechungsfreie Stromversorgung">
             <div class="cards">
-              {power.ups.map((ups) => (
-                <UpsCard key={ups.name} ups={ups} />
+              {power.ups.map((ups, index) => (
+                <UpsCard key={index} ups={ups} />
               ))}
             </div>
           </Section>

@@ -7,10 +7,10 @@ import { universeMarks } from "../data/lines";
 import type { Dmx, DmxSource, Universe as Listed } from "../data/network";
 import { links } from "../data/route";
 import { useDmx, useTick } from "../station";
-import { Empty, Section } from "../parts/basics";
+import { Empty, Section, StateSign } from "../parts/basics";
 import { ChannelBoard } from "../parts/ChannelBoard";
 import { Icon } from "../parts/icons";
-import { Lines, StateSign } from "../parts/Lines";
+import { Lines } from "../parts/Lines";
 
 /** Values come several times a second; what lags this long (milliseconds) has a reason worth telling. */
 const oldAfter = 1500;

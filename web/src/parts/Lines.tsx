@@ -2,21 +2,11 @@
 
 import { useRef, useState } from "preact/hooks";
 import { span } from "../data/format";
-import type { Line, Mark } from "../data/lines";
-import { Sheet } from "./basics";
-import { Icon } from "./icons";
+import type { Line } from "../data/lines";
+import { Sheet, StateSign } from "./basics";
 import { useWindowed } from "./windowed";
 
 const heights = { narrow: 84, wide: 56 };
-
-export function StateSign({ mark }: { mark: Mark }) {
-  return (
-    <span class={`mark ${mark.tone}`}>
-      <Icon name={mark.sign} size={18} />
-      {mark.word}
-    </span>
-  );
-}
 
 /** @param elapsed seconds since the answer that the line is from */
 function Content({ line, elapsed }: { line: Line; elapsed: number }) {

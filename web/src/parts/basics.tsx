@@ -3,6 +3,7 @@
 import type { ComponentChildren } from "preact";
 import { useEffect, useRef, useState } from "preact/hooks";
 import type { Figure as Split } from "../data/format";
+import type { Mark } from "../data/lines";
 import type { Level } from "../data/shapes";
 import { deviceState, type DeviceState } from "../data/verdict";
 import { Icon, type IconName } from "./icons";
@@ -44,6 +45,34 @@ export function StateMark({ status }: { status: string }) {
       <Icon name={icon} size={18} />
       {state === "error" ? "Fehler" : status || "unbekannt"}
     </span>
+  );
+}
+
+/** A state as icon and word. */
+export function StateSign({ mark }: { mark: Mark }) {
+  return (
+    <span class={`mark ${mark.tone}`}>
+      <Icon name={mark.sign} size={18} />
+      {mark.word}
+    </span>
+  );
+}
+
+/** How much of a whole, as a bar beside a number that says the same. */
+export function Gauge({ name, share, tone }: { name: string; share: number | null; tone: Mark["tone"] }) {
+  const part = Math.min(1, Math.max(0, share ?? 0));
+  return (
+    <div
+      class={`gauge ${tone}`}
+      role="meter"
+      aria-label={name}
+      aria-valuemin={0}
+      aria-valuemax={100}
+      aria-valuenow={Math.trunc(part * 100)}
+      aria-valuetext={share === null ? "unbekannt" : undefined}
+    >
+      <span class="bar" style={{ transform: `scaleX(${part.toFixed(3)})` }} />
+    </div>
   );
 }
 

@@ -1,5 +1,5 @@
-"""What the whole program costs, measured from outside: endtoend.py BUILD_FOLDER [load] [http] [idle] [start] [soak] [universes[:MINUTES]];
-all but soak and universes when none is named.
+"""What the whole program costs, measured from outside: endtoend.py BUILD_FOLDER [load] [http] [idle] [start] [soak] [universes[:MINUTES]] [pings]
+[switches]; all but soak, universes, pings and switches when none is named.
 
 Everything runs on the loopback address of this machine; the meters, the lighting data and the judges (nginx, wrk) are processes of their
 own, and only the program's own times are counted. Bounded: about two and a half minutes in all.
@@ -207,14 +207,46 @@ def soak():
                 print("minute %d: resident %.0f MB, fewest readings of one meter %d" % (minute + 1, resident_mb(running.pid), min(meter["readings"] for meter in status(folder)["meters"])), flush=True)
 
 
+def in_own_network(words):
+    """False when the measurement has been run in a network of its own, so that nothing is sent to a real one."""
+    if "KESTRELYNE_OWN_NETWORK" in os.environ:
+        return True
+    links = "ip link set lo up && ip link add rig0 type veth peer name rig1 && ip address add 10.77.0.1/24 dev rig0 && ip link set rig0 up && ip link set rig1 up"
+    command = ["unshare", "-n"] if os.geteuid() == 0 else ["unshare", "-rn"]
+    command += ["sh", "-c", links + ' && exec "$@"', "sh", sys.executable, sys.argv[0], BUILD, words]
+    sys.stdout.flush()
+    subprocess.run(command, env=dict(os.environ, KESTRELYNE_OWN_NETWORK="1"), check=True)
+    return False
+
+
+def pings():
+    if not in_own_network("pings"):
+        return
+    devices, seconds = 500, 60
+    print("## %d devices pinged every second, for %d seconds" % (devices, seconds), flush=True)
+
+    def heard():  # what this network's own kernel was asked
+        names, values = [line.split()[1:] for line in open("/proc/net/snmp") if line.startswith("Icmp:")]
+        return int(values[names.index("InEchos")])
+
+    with tempfile.TemporaryDirectory() as folder:
+        watched = [{"id": str(uuid.uuid4()).upper(), "name": "Device %03d" % n, "ip": "127.9.%d.%d" % (n // 250, n % 250 + 1), "role": "node", "alarmOnOffline": True} for n in range(devices)]
+        subprocess.run([PROGRAM, "settings", "set", "network.v1", "-", "--type", "json", "--data", folder], input=json.dumps({"devices": watched, "pingInterval": 1.0}), text=True, check=True, stderr=subprocess.DEVNULL)
+        port = free_port()
+        with program(folder, port, "--monitor") as running:
+            wait_port(port)
+            time.sleep(3)
+            before, cpu, begun = heard(), cpu_seconds(running.pid), time.monotonic()
+            time.sleep(seconds)
+            asked_for, used, took = heard() - before, cpu_seconds(running.pid) - cpu, time.monotonic() - begun
+            picture = json.loads(get(port, "/api/network"))
+            print("rounds %.1f in %.1f s; CPU %.1f %% of one core; resident %.0f MB; online %d of %d; alarms %d" % (asked_for / devices, took, used / took * 100, resident_mb(running.pid), picture["online"], picture["total"], len(picture["problems"])))
+            loop = status(folder)["loop"]
+            print("main thread: longest turn %.1f ms" % loop["longestMs"])
+
+
 def universes(minutes="10"):
-    if "KESTRELYNE_OWN_NETWORK" not in os.environ:
-        # In a network of its own, so that nothing is sent to a real one.
-        links = "ip link set lo up && ip link add rig0 type veth peer name rig1 && ip address add 10.77.0.1/24 dev rig0 && ip link set rig0 up && ip link set rig1 up"
-        words = ["unshare", "-n"] if os.geteuid() == 0 else ["unshare", "-rn"]
-        words += ["sh", "-c", links + ' && exec "$@"', "sh", sys.executable, sys.argv[0], BUILD, "universes:" + minutes]
-        sys.stdout.flush()
-        subprocess.run(words, env=dict(os.environ, KESTRELYNE_OWN_NETWORK="1"), check=True)
+    if not in_own_network("universes:" + minutes):
         return
     minutes = int(minutes)
     print("## %d universes at %d frames a second, half of them Art-Net, half sACN, for %d minutes" % (2 * UNIVERSES, FRAMES, minutes), flush=True)
@@ -240,6 +272,43 @@ def universes(minutes="10"):
                 print("main thread: longest turn %.1f ms; turns below %s ms and longer: %s" % (loop["longestMs"], loop["limitsMs"], loop["turns"]))
 
 
+def switches_asked():
+    if not in_own_network("switches"):
+        return
+    count, silent, interval, first = 40, 17, 5.0, 26100
+    for delay in (1, 20):
+        print("## %d switches of 52 ports asked over SNMP, each answer after %d ms, one of them silent" % (count, delay), flush=True)
+        with tempfile.TemporaryDirectory() as folder:
+            watched = [{"id": str(uuid.uuid4()).upper(), "name": "Switch %02d" % n, "ip": "127.0.0.1", "role": "networkSwitch", "snmp": True, "snmpPort": first + n} for n in range(count)]
+            subprocess.run([PROGRAM, "settings", "set", "network.v1", "-", "--type", "json", "--data", folder], input=json.dumps({"devices": watched, "snmpInterval": interval}), text=True, check=True, stderr=subprocess.DEVNULL)
+            port = free_port()
+            farm = subprocess.Popen([sys.executable, os.path.join(os.path.dirname(os.path.abspath(__file__)), "Support", "switchfarm.py"), str(first), str(count), str(delay), str(silent)], stdout=subprocess.PIPE, text=True)
+            try:
+                farm.stdout.readline()
+                with program(folder, port, "--monitor") as running:
+                    wait_port(port)
+                    cpu, begun = cpu_seconds(running.pid), time.monotonic()
+                    time.sleep(40 if delay == 1 else 120)
+                    used, took = cpu_seconds(running.pid) - cpu, time.monotonic() - begun
+                    answers, resident = asked(port, "/api/netdetail", 5), resident_mb(running.pid)
+                    loop = status(folder)["loop"]
+            finally:
+                farm.terminate()
+                readings = json.loads(farm.communicate(timeout=10)[0])
+            rounds, latest = [], None
+            for reading in sorted(readings, key=lambda reading: reading[1]):
+                if reading[0] == 0:
+                    rounds.append([])
+                rounds[-1].append(reading)
+            whole = [one for one in rounds if len(one) == count]
+            for number, one in enumerate(whole):
+                requests = statistics.median(reading[3] for reading in one if reading[0] != silent)
+                single = statistics.median(reading[2] - reading[1] for reading in one if reading[0] != silent)
+                waited = one[silent + 1][1] - one[silent][1]
+                print("round %d: %.1f s; one switch %.0f questions, %.2f s; the silent one held the others up for %.1f s" % (number + 1, one[-1][2] - one[0][1], requests, single, waited))
+            print("CPU %.1f %% of one core; resident %.0f MB; main thread: longest turn %.1f ms; /api/netdetail %s" % (used / took * 100, resident, loop["longestMs"], answers))
+
+
 def start():
     print("## from start to the first answer")
     times = []
@@ -254,7 +323,7 @@ def start():
 
 
 if __name__ == "__main__":
-    known = {"load": load, "http": http, "idle": idle, "start": start, "soak": soak, "universes": universes}
+    known = {"load": load, "http": http, "idle": idle, "start": start, "soak": soak, "universes": universes, "pings": pings, "switches": switches_asked}
     for word in sys.argv[2:] or ["load", "http", "idle", "start"]:
         name, _, argument = word.partition(":")
         known[name](*([argument] if argument else []))

@@ -267,6 +267,26 @@ TEST(SerialQueue, MayBeDestroyedFromItsOwnThread) {
     base::SerialQueue::joinEnded();
 }
 
+// The thread is kept turning, so that it may run the function, end and let go of everything before the caller has woken it.
+TEST(SerialQueue, MayBeEndedByAFunctionWhoseCallerIsStillPosting) {
+    for (int round = 0; round < 300; ++round) {
+        auto queue = std::make_unique<base::SerialQueue>("work");
+        auto& posted = *queue;
+        auto timer = std::make_shared<base::SerialQueue::Timer>();
+        auto turn = std::make_shared<base::Function<void()>>();
+        const auto turns = std::make_shared<std::atomic<int>>(0);
+        *turn = [&posted, timer, turns, turn = std::weak_ptr(turn)] {
+            ++*turns;
+            if (const auto again = turn.lock()) *timer = posted.after(0s, [again] { (*again)(); });
+        };
+        posted.post([turn = std::move(turn)] { (*turn)(); });
+        timer.reset();
+        while (*turns < 10) std::this_thread::yield();
+        posted.post([queue = std::move(queue)]() mutable { queue.reset(); });
+    }
+    base::SerialQueue::joinEnded();
+}
+
 TEST(SerialQueue, RunsTimersInTheOrderOfTheirTimes) {
     base::SerialQueue queue("timers");
     std::vector<int> ran;

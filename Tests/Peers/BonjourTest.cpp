@@ -24,6 +24,7 @@ namespace {
 
 constexpr const char *busProgram = "/usr/bin/dbus-daemon", *daemonProgram = "/usr/sbin/avahi-daemon",
                      *publishProgram = "/usr/bin/avahi-publish";
+constexpr const char* servicesFolder = "/etc/avahi/services";
 // In a file system that only this process sees. The bus library reads the address once in its life.
 constexpr const char* busPath = "/run/bus";
 constexpr base::Seconds patience{25};
@@ -70,6 +71,8 @@ bool ownSurroundings() {
         if (unshare(CLONE_NEWNET | CLONE_NEWNS) != 0 || mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0)
             return false;
         if (mount("none", "/run", "tmpfs", 0, nullptr) != 0) return false;
+        // What other packages of this computer would announce.
+        if (access(servicesFolder, F_OK) == 0 && mount("none", servicesFolder, "tmpfs", 0, nullptr) != 0) return false;
         return ip({"link", "set", "lo", "up"}) && ip({"link", "add", "left", "type", "veth", "peer", "name", "right"}) &&
                ip({"addr", "add", "10.71.1.2/24", "dev", "left"}) && ip({"link", "set", "left", "up"}) &&
                ip({"link", "set", "right", "up"}) && ip({"route", "add", "224.0.0.0/4", "dev", "left"});
@@ -198,6 +201,27 @@ TEST_F(BonjourPeer, WhenTheBusEndsTheListIsEmptyAndALaterBusIsFound) {
     bus = startBus();
     daemon = startDaemon();
     desk = publishUntilHeard("Desk again", "_osc._udp");
+}
+
+TEST_F(BonjourPeer, ASearchBegunByOneWhoHeardOfTypesKnowsNothingOfTheFormer) {
+    const auto bus = startBus();
+    const auto daemon = startDaemon();
+    browser.start();
+    const auto desk = publishUntilHeard("Desk", "_osc._udp");
+    browser.stop();
+    bool begunAnew = false, oldServices = false;
+    const auto types = browser.discoveredTypes().observe([&] {
+        if (begunAnew || browser.discoveredTypes()->empty()) return;
+        begunAnew = true;
+        browser.stop();
+        browser.start();
+        // Runs in the next turn; the new search needs longer.
+        base::MainLoop::current().inbox()->post([&] { oldServices = !browser.services()->empty(); });
+    });
+    browser.start();
+    EXPECT_TRUE(loop.runUntil([&] { return begunAnew; }, patience));
+    EXPECT_TRUE(waitUntilListed("Desk"));
+    EXPECT_FALSE(oldServices);
 }
 
 TEST_F(BonjourPeer, StopEmptiesTheListAtOnceAndItCanBeStartedAgain) {

@@ -22,11 +22,19 @@ constexpr std::size_t longestDatagram = 65535;
 // Then the queue looks after its other work; what is left makes the descriptor ready again at once.
 constexpr int requestsPerEvent = 64;
 
-base::FileDescriptor boundSocket(std::uint16_t port) {
+// Two sockets share a port of datagrams when both have the option; the later one gets what arrives.
+void allowSharing(int descriptor, bool allowed) {
+    const int value = allowed ? 1 : 0;
+    setsockopt(descriptor, SOL_SOCKET, SO_REUSEADDR, &value, sizeof value);
+}
+
+base::FileDescriptor boundSocket(std::uint16_t port, bool sharing) {
     base::FileDescriptor descriptor(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+    if (sharing) allowSharing(descriptor.get(), true);
     const auto address = socketAddress(INADDR_LOOPBACK, port);
     if (!descriptor || bind(descriptor.get(), generic(address), sizeof address) != 0)
         throw NetError::protocolError("Port " + std::to_string(port) + " belegt: " + base::errnoText(errno));
+    if (sharing) allowSharing(descriptor.get(), false);
     return descriptor;
 }
 
@@ -52,25 +60,24 @@ struct UPSSimulator::Shared {
 /// is the queue's own thread.
 class UPSSimulator::Session : public std::enable_shared_from_this<Session> {
 public:
-    Session(std::shared_ptr<Shared> shared, std::uint16_t port)
-        : shared_(std::move(shared)), socket_(boundSocket(port)), port_(boundPortOf(socket_.get())), queue_("ups.sim") {}
+    Session(std::shared_ptr<Shared> shared, std::uint16_t port, bool sharing)
+        : shared_(std::move(shared)), socket_(boundSocket(port, sharing)), port_(boundPortOf(socket_.get())), queue_("ups.sim") {}
 
     void begin() {
         queue_.post([self = shared_from_this()] {
-            const base::Lock lock(self->mutex_);
-            if (!self->socket_) return;
+            if (self->ended_) return;
             self->source_ = self->queue_.watch(self->socket_.get(), EPOLLIN, [self](std::uint32_t) { self->drain(); });
         });
     }
 
-    // Closed here and not by the queue, so that the port is free for the next run(). That the queue's own epoll instance sees the
-    // descriptor vanish is harmless: it watches nothing else.
+    // The queue closes the socket it reads. Until then the next run() may share the port, and gets what is sent to it.
     void end() {
-        {
-            const base::Lock lock(mutex_);
-            socket_.reset();
-        }
-        queue_.post([self = shared_from_this()] { self->source_ = {}; });
+        ended_ = true;
+        allowSharing(socket_.get(), true);
+        queue_.post([self = shared_from_this()] {
+            self->source_ = {};
+            self->socket_.reset();
+        });
     }
 
     std::uint16_t port() const { return port_; }
@@ -90,22 +97,19 @@ private:
 
     ssize_t receive(sockaddr_in& from) {
         socklen_t length = sizeof from;
-        const base::Lock lock(mutex_);
-        if (!socket_) return -1;
+        if (ended_) return -1;
         return recvfrom(socket_.get(), buffer_.data(), buffer_.size(), MSG_DONTWAIT, generic(from), &length);
     }
 
     // What the system refuses (no buffer) is lost, as on a network.
     void send(base::Bytes answer, const sockaddr_in& to) {
-        const base::Lock lock(mutex_);
-        if (!socket_) return;
-        sendto(socket_.get(), answer.data(), answer.size(), MSG_DONTWAIT | MSG_NOSIGNAL, generic(to), sizeof to);
+        if (!ended_) sendto(socket_.get(), answer.data(), answer.size(), MSG_DONTWAIT | MSG_NOSIGNAL, generic(to), sizeof to);
     }
 
     const std::shared_ptr<Shared> shared_;
     const base::SteadyTime start_ = now();
-    base::Mutex mutex_;
-    base::FileDescriptor socket_ KESTRELYNE_GUARDED_BY(mutex_);
+    std::atomic<bool> ended_ = false;
+    base::FileDescriptor socket_;
     const std::uint16_t port_;
     std::array<std::uint8_t, longestDatagram> buffer_{};
     base::SerialQueue::Source source_;
@@ -118,13 +122,14 @@ UPSSimulator::~UPSSimulator() { stop(); }
 
 void UPSSimulator::run() {
     if (session_) return;
-    session_ = std::make_shared<Session>(shared_, port_);
+    session_ = std::make_shared<Session>(shared_, port_, port_ != 0 && !ending_.expired());
     session_->begin();
 }
 
 void UPSSimulator::stop() {
     if (!session_) return;
     session_->end();
+    ending_ = session_;
     session_ = nullptr;
 }
 

@@ -40,6 +40,7 @@ private:
     const std::uint16_t port_;
     std::shared_ptr<Shared> shared_;
     std::shared_ptr<Session> session_;  // while it runs
+    std::weak_ptr<Session> ending_;     // the one before, while its queue still works
 };
 
 }  // namespace netcore

@@ -16,6 +16,7 @@ namespace {
 
 constexpr base::Seconds shortestElapsed{0.2};  // guards the rates against two refreshes in a row
 constexpr base::Seconds dropsToldEvery{60};
+constexpr const char* loopback = "127.0.0.1";
 constexpr const char* igmpTimeoutKey = "debug.igmpTimeout";
 constexpr const char* limitsWarning =
     "Zu viele Absender im Netz: Was über die Grenzen der Überwachung hinausgeht, wird nicht mehr aufgenommen.";
@@ -157,9 +158,11 @@ std::vector<DMXSourceView> NetworkMonitor::dmxSources(const UniverseKey& key) co
 
 void NetworkMonitor::indexDeviceNames() {
     deviceNames_.clear();
-    // The first of several devices with one address counts.
+    // The first of several devices with one address counts. A UPS that is asked on the loopback address is a program of this
+    // computer, one of many there: it does not name what the others send.
     for (const auto& device : config_->devices)
-        if (!device.name.empty()) deviceNames_.emplace(device.ip, device.name);
+        if (!device.name.empty() && (device.role != NetDeviceRole::ups || device.ip != loopback))
+            deviceNames_.emplace(device.ip, device.name);
 }
 
 void NetworkMonitor::indexServiceNames() {

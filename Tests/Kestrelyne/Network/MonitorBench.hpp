@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -31,9 +32,19 @@ inline netcore::NetInterface adapter(const std::string& name, std::uint32_t inde
 
 class MonitorBench {
 public:
+    MonitorBench() = default;
+    MonitorBench(const MonitorBench&) = delete;
+    MonitorBench& operator=(const MonitorBench&) = delete;
+    /// What still runs on the pool writes into the members below.
+    ~MonitorBench() {
+        monitor.reset();
+        pool.reset();
+        base::SerialQueue::joinEnded();
+    }
+
     /// Settings may be put into `settings` before make().
     NetworkMonitor& make() {
-        NetworkServices services{.settings = settings, .pool = pool, .clock = time.clock(), .outlets = outlets};
+        NetworkServices services{.settings = settings, .pool = *pool, .clock = time.clock(), .outlets = outlets};
         services.ports = ports;
         services.listInterfaces = [this] {
             ++listings;
@@ -101,7 +112,7 @@ public:
 
     TestLoop time;
     SettingsStore settings;
-    base::BackgroundPool pool{"test.pool", 2};
+    std::optional<base::BackgroundPool> pool{std::in_place, "test.pool", 2};
     AlarmOutlets outlets;
     NetworkPorts ports{.artnet = 0, .sacn = 0, .ma3 = 0, .ma2 = {}, .ptpEvent = 0, .ptpGeneral = 0};
     std::vector<netcore::NetInterface> interfaces{adapter("none7", 7, "10.0.0.1")};

@@ -54,7 +54,7 @@ protected:
         const base::Task task("settle", [](base::BackgroundPool& pool, bool& done) -> base::Co<> {
             co_await pool.run([] {});
             done = true;
-        }(pool, done));
+        }(*pool, done));
         EXPECT_TRUE(time.runUntil([&done] { return done; }));
         time.runTurns();
     }
@@ -240,6 +240,16 @@ TEST_F(NetworkMonitorTest, KnowsADeviceByItsName) {
     EXPECT_FALSE(monitor->isMonitored("10.0.0.6"));
     monitor->remove(monitor->config()->devices.front().id);
     EXPECT_EQ(monitor->displayName("10.0.0.5"), "10.0.0.5");
+}
+
+TEST_F(NetworkMonitorTest, AUPSOfThisComputerNamesNothingElseOfIt) {
+    make();
+    auto ups = device("USV", "127.0.0.1");
+    ups.role = NetDeviceRole::ups;
+    monitor->upsert(ups);
+    EXPECT_EQ(monitor->displayName("127.0.0.1"), "127.0.0.1");
+    monitor->upsert(device("Ich", "127.0.0.1"));
+    EXPECT_EQ(monitor->displayName("127.0.0.1"), "Ich");
 }
 
 TEST_F(NetworkMonitorTest, NamesASourceWithoutADevice) {

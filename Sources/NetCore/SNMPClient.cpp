@@ -23,6 +23,9 @@ namespace {
 
 constexpr std::size_t largestDatagram = 65535;
 constexpr std::int32_t rowsPerPage = 25;
+// The longest tables of real switches hold a few hundred kilobytes; an agent whose every row is as long as a datagram may be is
+// left before it fills the memory.
+constexpr std::size_t mostTextBytes = std::size_t{4} << 20;
 
 // Uniform: of 31 random bits all but zero.
 std::int32_t randomID() {
@@ -52,12 +55,14 @@ std::vector<SNMPRow> SNMPClient::walk(const std::string& base, int maxRows) cons
     std::vector<SNMPRow> rows;
     const auto below = base + ".";
     auto cursor = base;
+    std::size_t textBytes = 0;
     // An agent that repeats rows for ever is stopped by the limit.
-    while (std::ssize(rows) < maxRows) {
+    while (std::ssize(rows) < maxRows && textBytes < mostTextBytes) {
         auto page = request(SNMPMessage::PDU::getBulk, {cursor}, 0, rowsPerPage);
         if (page.empty()) break;
         for (auto& row : page) {
             if (row.value.isNoSuch() || !row.oid.starts_with(below)) return rows;
+            if (const auto* text = std::get_if<SNMPValue::String>(&row.value.content())) textBytes += text->size();
             rows.push_back(std::move(row));
         }
         cursor = rows.back().oid;

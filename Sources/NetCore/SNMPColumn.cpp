@@ -15,14 +15,28 @@ std::vector<SNMPRow> rowsOrNone(const SNMPTarget& client, const std::string& bas
     }
 }
 
-SNMPColumn column(const SNMPTarget& client, const std::string& base) {
+namespace {
+
+SNMPColumn keyed(std::vector<SNMPRow> rows) {
     SNMPColumn values;
-    for (auto& row : rowsOrNone(client, base)) {
+    for (auto& row : rows) {
         // The dot behind the base is the first that can be the last.
         if (const auto key = base::parseInteger(std::string_view(row.oid).substr(row.oid.rfind('.') + 1)))
             values.insert_or_assign(*key, std::move(row.value));
     }
     return values;
+}
+
+}  // namespace
+
+SNMPColumn column(const SNMPTarget& client, const std::string& base) { return keyed(rowsOrNone(client, base)); }
+
+std::optional<SNMPColumn> columnIfAnswered(const SNMPTarget& client, const std::string& base) {
+    try {
+        return keyed(client.walk(base, mostTableRows));
+    } catch (const NetError&) {
+        return std::nullopt;
+    }
 }
 
 std::map<std::string, SNMPValue> valuesOrNone(const SNMPTarget& client, const std::vector<std::string>& oids) {

@@ -22,6 +22,8 @@ inline constexpr int mostTableRows = 2000;
 std::vector<SNMPRow> rowsOrNone(const SNMPTarget& client, const std::string& base);
 /// The column of the table `base`. Rows whose OID does not end in a number are dropped.
 SNMPColumn column(const SNMPTarget& client, const std::string& base);
+/// The same, but absent when the table is not answered: for what would be taken for a state when it is missing.
+std::optional<SNMPColumn> columnIfAnswered(const SNMPTarget& client, const std::string& base);
 /// One GET.
 std::map<std::string, SNMPValue> valuesOrNone(const SNMPTarget& client, const std::vector<std::string>& oids);
 

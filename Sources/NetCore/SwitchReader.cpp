@@ -54,12 +54,17 @@ MakerSigns readSystem(const SNMPTarget& client, SwitchStatus& status) {
 }
 
 void readPorts(const SNMPTarget& client, SwitchStatus& status) {
-    const auto types = column(client, ifType);
+    const auto types = columnIfAnswered(client, ifType);
     const auto descriptions = column(client, ifDescr), names = column(client, ifName), aliases = column(client, ifAlias);
-    const auto operation = column(client, ifOperStatus), administration = column(client, ifAdminStatus);
-    const auto speeds = column(client, ifHighSpeed), in = column(client, ifHCInOctets), out = column(client, ifHCOutOctets);
+    const auto operation = columnIfAnswered(client, ifOperStatus);
+    const auto administration = column(client, ifAdminStatus), speeds = column(client, ifHighSpeed);
+    const auto in = columnIfAnswered(client, ifHCInOctets), out = columnIfAnswered(client, ifHCOutOctets);
     const auto errors = column(client, ifInErrors);
-    for (const auto& [index, type] : types) {
+    status.portsAnswered = types.has_value();
+    status.portStatesAnswered = operation.has_value();
+    status.countersAnswered = in && out;
+    const SNMPColumn none;
+    for (const auto& [index, type] : types ? *types : none) {
         // An ifIndex is an Integer32.
         if (type.number() != ethernetCsmacd || !std::in_range<int>(index)) continue;
         auto name = textAt(names, index);
@@ -67,11 +72,11 @@ void readPorts(const SNMPTarget& client, SwitchStatus& status) {
         status.ports.push_back({.index = static_cast<int>(index),
                                 .name = name.value_or("Port " + std::to_string(index)),
                                 .alias = textAt(aliases, index).value_or(""),
-                                .up = numberAt(operation, index) == operUp,
+                                .up = operation && numberAt(*operation, index) == operUp,
                                 .adminUp = numberAt(administration, index) != adminDown,
                                 .speedMbit = clampedInt(numberAt(speeds, index)),
-                                .inOctets = countAt(in, index),
-                                .outOctets = countAt(out, index),
+                                .inOctets = in ? countAt(*in, index) : 0,
+                                .outOctets = out ? countAt(*out, index) : 0,
                                 .errors = countAt(errors, index),
                                 .poeDelivering = {},
                                 .neighbor = {}});

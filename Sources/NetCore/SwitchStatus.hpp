@@ -50,6 +50,10 @@ struct SwitchStatus {
     std::vector<CustomValue> custom;
     std::string software, serial;
     base::Moment time;  // when the reading began
+
+    // What was asked and not answered, so that silence is not taken for news: without the first the ports are missing, without the
+    // second none counts as up, without the third their counters are zero.
+    bool portsAnswered = true, portStatesAnswered = true, countersAnswered = true;
 };
 
 }  // namespace netcore

@@ -29,23 +29,27 @@ std::string nameAt(const SNMPColumn& names, std::int64_t index) {
 void readSensorTable(const SNMPTarget& client, const std::string& table, SwitchStatus& status) {
     const auto types = column(client, table + ".1");
     if (types.empty()) return;
-    const auto scales = column(client, table + ".2"), precisions = column(client, table + ".3");
+    const auto scales = columnIfAnswered(client, table + ".2"), precisions = columnIfAnswered(client, table + ".3");
     const auto values = column(client, table + ".4");
-    const auto names = column(client, physicalNames);
+    const auto names = columnIfAnswered(client, physicalNames);
+    // Switches leave these columns out. When they are silent instead, a value may be a thousand times too large, or stand under a
+    // name that it never had: better none this time.
+    if (!scales || !precisions || !names) return;
     for (const auto& [index, type] : types) {
         const auto value = numberAt(values, index);
         if (type.number() != celsiusType || !value) continue;
         // Each step of the scale is a factor of 1000; the precision is the digits behind the mark.
-        const double factor = std::pow(10, (numberAt(scales, index).value_or(unitsScale) - unitsScale) * 3);
-        addSensor(status, nameAt(names, index), *value * factor / std::pow(10, numberAt(precisions, index).value_or(0)));
+        const double factor = std::pow(10, (numberAt(*scales, index).value_or(unitsScale) - unitsScale) * 3);
+        addSensor(status, nameAt(*names, index), *value * factor / std::pow(10, numberAt(*precisions, index).value_or(0)));
     }
 }
 
 void readEnvironment(const SNMPTarget& client, SwitchStatus& status) {
     const auto values = column(client, environmentValues);
-    const auto names = column(client, environmentNames);
+    const auto names = columnIfAnswered(client, environmentNames);
+    if (!names) return;
     for (const auto& [index, value] : values)
-        if (const auto celsius = value.number()) addSensor(status, nameAt(names, index), *celsius);
+        if (const auto celsius = value.number()) addSensor(status, nameAt(*names, index), *celsius);
 }
 
 std::optional<double> firstNumber(const SNMPColumn& values) {

@@ -103,11 +103,19 @@ private:
 };
 
 // One value per phase; a device without the table has none.
+std::optional<std::vector<double>> phasesIfAnswered(const SNMPTarget& client, const std::string& base, double divisor = 1) {
+    try {
+        std::vector<double> numbers;
+        for (const auto& row : client.walk(base, mostTableRows))
+            if (const auto number = row.value.number()) numbers.push_back(*number / divisor);
+        return numbers;
+    } catch (const NetError&) {
+        return std::nullopt;
+    }
+}
+
 std::vector<double> phases(const SNMPTarget& client, const std::string& base, double divisor = 1) {
-    std::vector<double> numbers;
-    for (const auto& row : rowsOrNone(client, base))
-        if (const auto number = row.value.number()) numbers.push_back(*number / divisor);
-    return numbers;
+    return phasesIfAnswered(client, base, divisor).value_or(std::vector<double>());
 }
 
 std::optional<UPSStatus> tried(UPSStatus (*reader)(const SNMPTarget&, const base::Clock&), const SNMPTarget& client,
@@ -155,7 +163,9 @@ UPSStatus readRFC1628(const SNMPTarget& client, const base::Clock& clock) {
     status.outputVoltage = phases(client, outputVoltage);
     status.outputCurrent = phases(client, outputCurrent, perTenth);
     status.outputPowerW = phases(client, outputPower);
-    status.load = phases(client, outputLoad);
+    const auto load = phasesIfAnswered(client, outputLoad);
+    status.loadAnswered = load.has_value();
+    status.load = load.value_or(std::vector<double>());
     return status;
 }
 

@@ -33,6 +33,7 @@ struct UPSStatus {
     std::optional<double> outputFrequency;     // Hz
     int alarmCount = 0;                        // active alarms that the UPS reports
     base::Moment time;
+    bool loadAnswered = true;  // false: the table of the load was asked and not answered, so that silence is not taken for no load
 
     /// The largest of `load`; absent without any.
     std::optional<double> maxLoad() const;

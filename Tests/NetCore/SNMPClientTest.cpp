@@ -286,6 +286,16 @@ TEST(SNMPClient, ReadsTheLargestDatagrams) {
     EXPECT_EQ(rows, sevens("1.3.6.1.9", static_cast<int>(rows.size())));
 }
 
+TEST(SNMPClient, LeavesAnAgentWhoseTextsWouldFillTheMemory) {
+    LoopbackAgent agent([](LoopbackAgent& self, const Request& request) {
+        static int row = 0;
+        const Octets text(60000, 'x');
+        self.answer(request, snmp::binding("1.3.6.1.9." + std::to_string(++row), netcore::BER::element(0x04, text)));
+    });
+    const auto rows = clientOf(agent).walk("1.3.6.1.9", 2000);
+    EXPECT_EQ(rows.size(), 70u) << "the first that begin below four megabytes";
+}
+
 TEST(SNMPClient, WaitsOnlyItsTimeHoweverOftenItIsInterrupted) {
     struct sigaction noted {};
     struct sigaction before {};

@@ -63,6 +63,23 @@ TEST(SwitchReader, TakesEveryOtherFailureForAnEmptyTable) {
     EXPECT_EQ(status.name, "sw-foh");
     EXPECT_TRUE(status.ports.empty());
     EXPECT_TRUE(status.custom.empty());
+    EXPECT_TRUE(first.portsAnswered && first.portStatesAnswered && first.countersAnswered);
+    EXPECT_FALSE(status.portsAnswered || status.portStatesAnswered || status.countersAnswered);
+}
+
+TEST(SwitchReader, TellsWhichTablesOfPortsWereNotAnswered) {
+    auto target = withPorts({1});
+    target.fail(ifOperStatus);
+    auto status = read(target);
+    ASSERT_EQ(status.ports.size(), 1u);
+    EXPECT_FALSE(status.ports[0].up);
+    EXPECT_TRUE(status.portsAnswered && status.countersAnswered);
+    EXPECT_FALSE(status.portStatesAnswered);
+    auto other = withPorts({1});
+    other.fail("1.3.6.1.2.1.31.1.1.1.10");
+    status = read(other);
+    EXPECT_TRUE(status.portsAnswered && status.portStatesAnswered);
+    EXPECT_FALSE(status.countersAnswered);
 }
 
 TEST(SwitchReader, TakesAnUptimeThatIsNoNumberForNone) {

@@ -38,6 +38,22 @@ TEST(SwitchReader, LeavesOutATemperatureThatOverflows) {
     EXPECT_EQ(read(target).temperatures, (Sensors{{"Sensor 3", 30}}));
 }
 
+TEST(SwitchReader, LeavesOutTemperaturesWhoseScaleOrNameIsNotAnswered) {
+    for (const auto& lost : {entitySensors + ".2", entitySensors + ".3", physical + ".7"}) {
+        auto target = switchOf(anyMaker);
+        setEntitySensor(target, entitySensors, 1, 8, 415);
+        target.set(entitySensors + ".3.1", 1);
+        target.set(physical + ".7.1", "CPU");
+        EXPECT_EQ(read(target).temperatures, (Sensors{{"CPU", 41.5}}));
+        target.fail(lost);
+        EXPECT_EQ(read(target).temperatures, Sensors()) << lost;
+    }
+    auto target = switchOf(anyMaker);
+    target.set(environment + ".3.1006", gauge(38));
+    target.fail(environment + ".2");
+    EXPECT_EQ(read(target).temperatures, Sensors());
+}
+
 TEST(SwitchReader, AsksAnySwitchForTheEnvironmentTable) {
     auto target = switchOf(anyMaker);
     setEntitySensor(target, entitySensors, 1, 10, 3000);

@@ -34,8 +34,12 @@ using DeviceReadings = std::map<base::UUID, DeviceReading>;
 
 using Topologies = std::map<base::UUID, std::shared_ptr<const netcore::SwitchTopology>>;
 
+/// What a switch did not answer this time is taken from the reading before: ports, whether they are up. So silence raises nothing,
+/// and what changes meanwhile is seen by the next reading.
+netcore::SwitchStatus completed(netcore::SwitchStatus status, const netcore::SwitchStatus& before);
+
 /// Rates between two readings of one switch. A port with a counter that went backwards (a wrap, a restart) keeps its rate of
-/// `standing`; ports that are gone have none.
+/// `standing`, as do all when one of the readings came without counters; ports that are gone have none.
 PortRates portRates(const netcore::SwitchStatus& before, const netcore::SwitchStatus& after, const PortRates& standing);
 
 }  // namespace kestrelyne

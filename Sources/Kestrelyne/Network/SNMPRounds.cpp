@@ -84,7 +84,13 @@ base::Co<> SNMPRounds::readUPS(NetDevice device) {
         change(device.id, [failure](DeviceReading& reading) { reading.snmpError = *failure; });
         co_return;
     }
-    const auto& status = std::get<0>(answer);
+    auto status = std::get<0>(answer);
+    const auto* known = reading(device.id);
+    if (!status->loadAnswered && known != nullptr && known->ups != nullptr) {
+        auto completed = *status;
+        completed.load = known->ups->load;
+        status = std::make_shared<const netcore::UPSStatus>(std::move(completed));
+    }
     services_.tell(upsWatch_.judge(device.name, *status, limits()));
     change(device.id, [&status](DeviceReading& reading) {
         reading.ups = status;
@@ -103,9 +109,11 @@ base::Co<> SNMPRounds::readSwitch(NetDevice device, bool withTopology) {
         change(device.id, [failure](DeviceReading& reading) { reading.snmpError = *failure; });
         co_return;
     }
-    const auto& status = std::get<0>(answer);
+    auto status = std::get<0>(answer);
     const auto* known = reading(device.id);
     const auto previous = known != nullptr ? known->snmp : nullptr;
+    const bool isWhole = status->portsAnswered && status->portStatesAnswered;
+    if (previous != nullptr && !isWhole) status = std::make_shared<const netcore::SwitchStatus>(completed(*status, *previous));
     services_.tell(switches_.judge(device, *status, previous.get(), services_.config->tempLimit));
     change(device.id, [&](DeviceReading& reading) {
         if (previous != nullptr) reading.portRates = portRates(*previous, *status, reading.portRates);

@@ -39,6 +39,36 @@ TEST(PortRates, APortThatIsNewHasNoneAndOneThatIsGoneLosesIts) {
     EXPECT_EQ(portRates(reading(0s, 0, 0), after, {{7, {1, 1}}}), PortRates{});
 }
 
+TEST(PortRates, StandWhenAReadingCameWithoutCounters) {
+    const PortRates standing{{7, {11, 22}}};
+    auto mute = reading(10s, 0, 0);
+    mute.countersAnswered = false;
+    EXPECT_EQ(portRates(reading(0s, 0, 0), mute, standing), standing);
+    EXPECT_EQ(portRates(mute, reading(20s, 1000000, 1000000), standing), standing) << "no jump from nothing";
+}
+
+TEST(CompletedReading, KeepsTheStatesOfPortsThatWereNotAnswered) {
+    auto before = reading(0s, 1, 1), after = reading(10s, 2, 2);
+    before.ports[0].up = true;
+    after.ports.push_back({.index = 8, .name = "8"});
+    after.portStatesAnswered = false;
+    const auto whole = completed(after, before);
+    EXPECT_TRUE(whole.ports[0].up);
+    EXPECT_EQ(whole.ports[0].inOctets, 2u) << "what was answered counts";
+    EXPECT_FALSE(whole.ports[1].up) << "a port that was not there stays unknown";
+    after.portStatesAnswered = true;
+    EXPECT_FALSE(completed(after, before).ports[0].up) << "an answer counts";
+}
+
+TEST(CompletedReading, KeepsThePortsThatWereNotAnswered) {
+    const auto before = reading(0s, 5, 6);
+    SwitchStatus after;
+    after.portsAnswered = false;
+    const auto whole = completed(after, before);
+    EXPECT_EQ(whole.ports, before.ports);
+    EXPECT_FALSE(whole.countersAnswered) << "their counters are old";
+}
+
 TEST(DeviceReading, TemperatureIsThatOfTheHottestPlaceOrOfTheBattery) {
     DeviceReading reading;
     EXPECT_FALSE(reading.temperature());

@@ -141,6 +141,21 @@ TEST_F(SNMPRoundsTest, APortThatDropsIsAnAlarmWithinOneRound) {
     EXPECT_EQ(count("alarm: FOH: Port P1 ist ausgefallen"), 1u);
 }
 
+TEST_F(SNMPRoundsTest, PortsWhoseStatesAreNotAnsweredHaveNotFailed) {
+    agents = {{"10.0.0.2", switchAgent(1)}};
+    make();
+    const auto device = add("FOH", "10.0.0.2");
+    ASSERT_TRUE(firstRound());
+    auto lossy = switchAgent(1);
+    lossy->fail("1.3.6.1.2.1.2.2.1.8");
+    agents["10.0.0.2"] = lossy;
+    ASSERT_TRUE(roundsUntil([&] { return !snmp().reading(device.id)->snmp->portStatesAnswered; }));
+    EXPECT_TRUE(snmp().reading(device.id)->snmp->ports[0].up);
+    agents["10.0.0.2"] = switchAgent(2);
+    ASSERT_TRUE(roundsUntil([&] { return !snmp().reading(device.id)->snmp->ports[0].up; }));
+    EXPECT_EQ(count("alarm: FOH: Port P1 ist ausgefallen"), 1u) << "what happened meanwhile is seen by the next answer";
+}
+
 TEST_F(SNMPRoundsTest, AUPSAlreadyOnBatteryIsAnAlarmAtOnce) {
     agents = {{"10.0.0.3", upsAgent(5)}};
     make();
@@ -148,6 +163,25 @@ TEST_F(SNMPRoundsTest, AUPSAlreadyOnBatteryIsAnAlarmAtOnce) {
     ASSERT_TRUE(firstRound());
     EXPECT_EQ(count("alarm: USV: USV läuft auf Batterie – Restlaufzeit 42 min"), 1u);
     EXPECT_EQ(monitor->events()->front().source, "Strom");
+}
+
+TEST_F(SNMPRoundsTest, ALoadThatIsNotAnsweredIsThatOfTheReadingBefore) {
+    const auto loaded = [] {
+        auto agent = upsAgent(3);
+        agent->set("1.3.6.1.2.1.33.1.4.4.1.5.1", 104);
+        return agent;
+    };
+    agents = {{"10.0.0.3", loaded()}};
+    make();
+    const auto device = add("USV", "10.0.0.3", NetDeviceRole::ups);
+    ASSERT_TRUE(firstRound());
+    EXPECT_EQ(count("alarm: USV: Auslastung 104 %"), 1u);
+    agents["10.0.0.3"] = loaded();
+    agents["10.0.0.3"]->fail("1.3.6.1.2.1.33.1.4.4.1.5");
+    ASSERT_TRUE(roundsUntil([&] { return !snmp().reading(device.id)->ups->loadAnswered; }));
+    EXPECT_EQ(snmp().reading(device.id)->ups->maxLoad(), 104);
+    EXPECT_EQ(count("info: USV: Auslastung wieder normal"), 0u);
+    EXPECT_EQ(count("alarm: USV: Auslastung 104 %"), 1u);
 }
 
 TEST_F(SNMPRoundsTest, TopologyIsReadInTheFirstRound) {

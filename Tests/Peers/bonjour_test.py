@@ -55,8 +55,8 @@ class Bus(peer.Child):
         path = os.path.join(self.folder, self.label)
         with open(path + ".avahi.conf", "w") as file:
             file.write(DAEMON % self.label)
-        # Its pid file is one for the whole computer.
-        private = ["unshare", "--mount", "sh", "-c", 'mount -t tmpfs none /run/avahi-daemon && exec "$@"', "sh"]
+        # Its pid file, and the services that packages of this computer announce, are one for the whole computer.
+        private = ["unshare", "--mount", "sh", "-c", 'mount -t tmpfs none /run/avahi-daemon && mount -t tmpfs none /etc/avahi/services && exec "$@"', "sh"]
         return self.host.child(*private, "avahi-daemon", "-f", path + ".avahi.conf", "--no-drop-root", "--no-chroot", "--no-rlimits", log=path + ".log", env=self.environment)
 
 

@@ -38,7 +38,7 @@ with peer.temporary_folder() as path, ups.Simulator() as simulator:
     folder = nut.Folder(path, DRIVER % simulator.port)
     with folder.server(), folder.driver("snmp-ups", "sim") as driver:
         try:
-            variables = peer.wait_for("the driver", lambda: folder.variables("sim"), 30)
+            variables = peer.wait_for("the driver", lambda: (lambda told: told if "ups.mfr" in told else None)(folder.variables("sim")), 30)
         except SystemExit:
             with open(folder.path + "/snmp-ups.log") as log:
                 print(log.read(), flush=True)

@@ -188,8 +188,11 @@ class Capture(Child):
         command = ["tshark", "-n", "-r", self.file, *self.options, "-Y", display, "-T", "fields"]
         for name in names:
             command += ["-e", name]
-        lines = subprocess.run(command, capture_output=True, text=True, check=True, timeout=60).stdout.splitlines()
-        return [line.split("\t") for line in lines]
+        read = subprocess.run(command, capture_output=True, text=True, timeout=60)
+        # The capture may still be going on, with its last packet half in the file; all before it are read.
+        if read.returncode != 0 and "cut short" not in read.stderr:
+            raise SystemExit("tshark: " + read.stderr)
+        return [line.split("\t") for line in read.stdout.splitlines()]
 
 
 class ModbusCapture(Capture):

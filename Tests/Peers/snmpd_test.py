@@ -117,19 +117,20 @@ def compare_costs(agent):
             begun = cpu_of(agent)
             costs[name].append(cost(walks[name]))
             served[name] += cpu_of(agent) - begun
-    best = {}
+    best, spent = {}, {}
     for name in walks:
         # The quickest of all runs: what else the machine does only adds.
         seconds, cpu = (min(column) for column in zip(*costs[name]))
         start, start_cpu = (min(column) for column in zip(*starts[name]))
-        best[name] = seconds
+        best[name], spent[name] = seconds, cpu
         print("%-12s: %d rows in %.4f s, CPU %.1f ms; a single page %.4f s, CPU %.1f ms; so %.2f µs CPU a row; agent's CPU %.0f ms a walk"
               % (name, LONG_ROWS, seconds, cpu * 1e3, start, start_cpu * 1e3, (cpu - start_cpu) / LONG_ROWS * 1e6, served[name] / RUNS * 1e3), flush=True)
     if os.environ.get("KESTRELYNE_SANITIZERS"):
         print("built with sanitizers: the times are not compared")
     else:
-        # The agent does most of the work of both; the rest is allowed to vary.
-        peer.check(best["ours"] <= best["snmpbulkwalk"] * 1.2, "our walk takes no longer")
+        # The agent does most of the work of both, and the machine its own: the time of the clock is allowed to vary by more.
+        peer.check(spent["ours"] <= spent["snmpbulkwalk"] * 1.2, "our walk costs no more")
+        peer.check(best["ours"] <= best["snmpbulkwalk"] * 2, "and takes no longer")
 
 
 for needed in ("snmpd", "snmpbulkwalk", "snmpget"):

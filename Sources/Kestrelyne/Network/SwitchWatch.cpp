@@ -91,7 +91,7 @@ void SwitchWatch::judgePorts(const NetDevice& device, const SwitchStatus& status
         const auto known = before.find(port.index);
         if (known == before.end() || !known->second->up || !downPorts_.insert(key).second) continue;
         auto text = device.name + ": " + portFailed(port);
-        if (const auto& neighbor = known->second->neighbor) text += " (war: " + *neighbor + ")";
+        if (const auto& neighbor = known->second->neighbor; neighbor && !neighbor->empty()) text += " (war: " + *neighbor + ")";
         findings.push_back({Level::alarm, std::move(text)});
     }
 }

@@ -117,6 +117,11 @@ TEST_F(SwitchWatchTest, APortThatDropsTellsWhoWasThere) {
     EXPECT_THAT(read(port(false)), ElementsAre(alarm("FOH: Port gi3 ist ausgefallen")));
 }
 
+TEST_F(SwitchWatchTest, ANeighbourWithoutANameIsNotTold) {
+    read(port(true, ""));
+    EXPECT_THAT(read(port(false)), ElementsAre(alarm("FOH: Port gi3 ist ausgefallen")));
+}
+
 TEST_F(SwitchWatchTest, APortThatTheReadingBeforeDidNotHaveNeverAlarms) {
     read(SwitchStatus{});
     EXPECT_THAT(read(port(false)), IsEmpty());

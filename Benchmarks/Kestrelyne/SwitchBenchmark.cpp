@@ -41,7 +41,7 @@ void takeReading(benchmark::State& state) {
     std::size_t turn = 0, findings = 0;
     for (auto _ : state) {
         const auto &before = readings[turn % 2], &after = readings[(turn + 1) % 2];
-        findings += watch.judge(device, after, &before, 70).size();
+        findings += watch.checkSwitch(device, after, &before, 70).size();
         rates = portRates(before, after, rates);
         benchmark::DoNotOptimize(rates);
         ++turn;

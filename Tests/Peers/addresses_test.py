@@ -19,7 +19,7 @@ with peer.temporary_folder() as folder, namespaces.small_network() as (world, se
     left, right = world.host("left"), world.host("right")
     for host in (left, right):
         segment.attach(host, "e0", SHARED + "/24")
-    macs = sorted((left.mac("e0"), right.mac("e0")))
+    macs = sorted((left.mac("e0"), right.mac("e0")), key=peer.natural)
     conflict = "IP-Konflikt: %s wird von 2 Geräten benutzt (%s)" % (SHARED, ", ".join(macs))
     over = "IP-Konflikt %s nicht mehr sichtbar" % SHARED
     with namespaces.watch(folder, station) as program:

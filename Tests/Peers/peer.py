@@ -8,6 +8,7 @@ import ctypes
 import http.client
 import json
 import os
+import re
 import shutil
 import signal
 import socket
@@ -201,6 +202,11 @@ class ModbusCapture(Capture):
     def __init__(self, folder, port):
         super().__init__(folder, "tcp port %d" % port)
         self.options = ["-o", "mbtcp.tcp.port:%d" % port]
+
+
+def natural(text):
+    """The order in which the program names addresses and clocks, as a key: digits compare as numbers."""
+    return [(0, int(piece), "") if piece.isdigit() else (1, 0, piece.lower()) for piece in re.findall(r"\d+|\D+", text)]
 
 
 def temporary_folder():

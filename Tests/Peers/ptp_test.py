@@ -50,7 +50,7 @@ with peer.temporary_folder() as folder, namespaces.World() as world:
             entry = domain(program)
             peer.check((entry["grandmaster"], entry["version"], entry["conflict"]) == (first, 2, False), "one clock, no conflict")
             with grandmaster(folder, right, "right"):
-                both = sorted((first, identity(right)))
+                both = sorted((first, identity(right)), key=peer.natural)
                 program.wait_event("alarm", "%s: mehrere Grandmaster aktiv (%s) – Takt instabil" % (LABEL, ", ".join(both)), 30)
                 peer.check(domain(program)["conflict"], "the domain is in conflict")
                 problems = program.get("/api/network")["problems"]

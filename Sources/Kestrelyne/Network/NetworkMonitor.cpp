@@ -223,7 +223,7 @@ base::Co<> NetworkMonitor::pingTask() {
 
 base::Co<> NetworkMonitor::snmpTask() {
     for (;;) {
-        co_await snmp_.poll();
+        co_await snmp_.pollSNMP();
         co_await base::sleepFor(interval(config_->snmpInterval));
     }
 }
@@ -272,8 +272,12 @@ base::Co<> NetworkMonitor::readSystemARP() {
     applyInterfaces(std::move(reading.interfaces));
 }
 
-base::Co<> NetworkMonitor::pingAll() {
+void NetworkMonitor::pollLocalUPS() {
     if (services_.readLocalUPS) snmp_.noteLocal(services_.readLocalUPS());
+}
+
+base::Co<> NetworkMonitor::pingAll() {
+    pollLocalUPS();
     std::set<std::string> distinct;
     for (const auto& device : config_->devices) distinct.insert(device.ip);
     auto sweep = [sweep = services_.sweep, ips = std::vector(distinct.begin(), distinct.end()),

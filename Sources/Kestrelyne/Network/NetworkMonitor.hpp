@@ -167,6 +167,7 @@ private:
     void pollNodes();
     base::Co<> readSystemARP();
     base::Co<> pingAll();
+    void pollLocalUPS();
     void applyInterfaces(std::optional<std::vector<netcore::NetInterface>> list);
     void noteOwnAddresses();
     void restart();

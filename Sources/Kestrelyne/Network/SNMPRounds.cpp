@@ -60,7 +60,7 @@ std::shared_ptr<const netcore::SNMPTarget> SNMPRounds::target(const NetDevice& d
     return std::make_shared<const netcore::SNMPClient>(device.ip, device.community, timeout, retries, port);
 }
 
-base::Co<> SNMPRounds::poll() {
+base::Co<> SNMPRounds::pollSNMP() {
     snmpRound_ = snmpRound_ % std::numeric_limits<int>::max() + 1;
     const bool withTopology = topologyIsDue(snmpRound_, services_.config->snmpInterval, topologies_->empty());
     std::vector<NetDevice> devices;
@@ -91,7 +91,7 @@ base::Co<> SNMPRounds::readUPS(NetDevice device) {
         completed.load = known->ups->load;
         status = std::make_shared<const netcore::UPSStatus>(std::move(completed));
     }
-    services_.tell(upsWatch_.judge(device.name, *status, limits()));
+    services_.tell(upsWatch_.checkUPS(device.name, *status, limits()));
     change(device.id, [&status](DeviceReading& reading) {
         reading.ups = status;
         reading.snmpError.reset();
@@ -114,7 +114,7 @@ base::Co<> SNMPRounds::readSwitch(NetDevice device, bool withTopology) {
     const auto previous = known != nullptr ? known->snmp : nullptr;
     const bool isWhole = status->portsAnswered && status->portStatesAnswered;
     if (previous != nullptr && !isWhole) status = std::make_shared<const netcore::SwitchStatus>(completed(*status, *previous));
-    services_.tell(switches_.judge(device, *status, previous.get(), services_.config->tempLimit));
+    services_.tell(switches_.checkSwitch(device, *status, previous.get(), services_.config->tempLimit));
     change(device.id, [&](DeviceReading& reading) {
         if (previous != nullptr) reading.portRates = portRates(*previous, *status, reading.portRates);
         reading.snmp = status;
@@ -145,7 +145,7 @@ UPSLimits SNMPRounds::limits() const {
 
 void SNMPRounds::noteLocal(std::vector<netcore::LocalUPS::Entry> entries) {
     if (std::ranges::equal(entries, *localUPS_, isSame)) return;
-    for (const auto& entry : entries) services_.tell(upsWatch_.judge(entry.name + " (USB)", entry.status, limits()));
+    for (const auto& entry : entries) services_.tell(upsWatch_.checkUPS(entry.name + " (USB)", entry.status, limits()));
     localUPS_.set(std::move(entries));
 }
 

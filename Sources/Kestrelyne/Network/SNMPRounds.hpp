@@ -43,7 +43,7 @@ public:
 
     /// One round over all devices that are asked over SNMP, in their order; published after each, so that screens fill up
     /// meanwhile. A device that is changed or taken away while it is asked counts no more.
-    base::Co<> poll();
+    base::Co<> pollSNMP();
     /// What this computer's own services tell of the UPSs attached to it.
     void noteLocal(std::vector<netcore::LocalUPS::Entry> entries);
 

@@ -46,8 +46,8 @@ std::string portFailed(const SwitchStatus::Port& port) { return "Port " + port.n
 
 }  // namespace
 
-NetFindings SwitchWatch::judge(const NetDevice& device, const SwitchStatus& status, const SwitchStatus* previous,
-                               double tempLimit) {
+NetFindings SwitchWatch::checkSwitch(const NetDevice& device, const SwitchStatus& status, const SwitchStatus* previous,
+                                     double tempLimit) {
     NetFindings findings;
     judgeComponents(device, status, findings);
     judgeTemperatures(device, status, tempLimit, findings);

@@ -6,7 +6,7 @@
 
 namespace kestrelyne {
 
-NetFindings UPSWatch::judge(const std::string& name, const netcore::UPSStatus& status, UPSLimits limits) {
+NetFindings UPSWatch::checkUPS(const std::string& name, const netcore::UPSStatus& status, UPSLimits limits) {
     using Source = netcore::UPSStatus::Source;
     using Battery = netcore::UPSStatus::Battery;
     NetFindings findings;

@@ -21,7 +21,7 @@ public:
     static constexpr double batteryTemperatureLimit = 40;  // °C
 
     /// A UPS is known by its name. What is wrong at the first reading is told at once.
-    NetFindings judge(const std::string& name, const netcore::UPSStatus& status, UPSLimits limits);
+    NetFindings checkUPS(const std::string& name, const netcore::UPSStatus& status, UPSLimits limits);
 
     /// The UPS is gone, or is called otherwise now.
     void forget(const std::string& name);

@@ -18,7 +18,7 @@ constexpr double limit = 70;
 class SwitchWatchTest : public testing::Test {
 protected:
     NetFindings read(SwitchStatus status) {
-        auto findings = watch.judge(device, status, last ? &*last : nullptr, limit);
+        auto findings = watch.checkSwitch(device, status, last ? &*last : nullptr, limit);
         last = std::move(status);
         return findings;
     }
@@ -72,7 +72,8 @@ TEST_F(SwitchWatchTest, ATemperatureRaisesAtTheLimitAndClearsBelowTheHysteresis)
 }
 
 TEST_F(SwitchWatchTest, DegreesAreCut) {
-    EXPECT_THAT(watch.judge(device, heat(79.9), nullptr, 70.7), ElementsAre(alarm("FOH: Temperatur CPU 79 °C (Grenze 70 °C)")));
+    EXPECT_THAT(watch.checkSwitch(device, heat(79.9), nullptr, 70.7),
+                ElementsAre(alarm("FOH: Temperatur CPU 79 °C (Grenze 70 °C)")));
 }
 
 TEST_F(SwitchWatchTest, ASensorThatNoLongerTellsStaysAsItWas) {
@@ -148,7 +149,7 @@ TEST_F(SwitchWatchTest, ClearedItRaisesAnew) {
 TEST_F(SwitchWatchTest, TwoSwitchesAreTwo) {
     read(heat(80));
     const NetDevice other{.name = "Bühne", .ip = "10.0.0.3"};
-    EXPECT_EQ(watch.judge(other, heat(80), nullptr, limit).size(), 1u);
+    EXPECT_EQ(watch.checkSwitch(other, heat(80), nullptr, limit).size(), 1u);
     watch.forget(other.id);
     EXPECT_TRUE(watch.isHot(device.id, "CPU"));
 }

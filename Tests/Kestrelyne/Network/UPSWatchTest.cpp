@@ -51,21 +51,21 @@ TEST(UPSWatch, EachWatchRaisesOnceAndTellsTheEnd) {
         UPSWatch watch;
         auto bad = healthy();
         row.spoil(bad);
-        EXPECT_THAT(watch.judge("USV A", bad, limits),
+        EXPECT_THAT(watch.checkUPS("USV A", bad, limits),
                     ElementsAre(NetFinding{NetEvent::Level::alarm, std::string("USV A: ") + row.raised, "Strom"}));
-        EXPECT_THAT(watch.judge("USV A", bad, limits), IsEmpty());
-        EXPECT_THAT(watch.judge("USV A", healthy(), limits),
+        EXPECT_THAT(watch.checkUPS("USV A", bad, limits), IsEmpty());
+        EXPECT_THAT(watch.checkUPS("USV A", healthy(), limits),
                     ElementsAre(NetFinding{NetEvent::Level::info, std::string("USV A: ") + row.cleared, "Strom"}));
-        EXPECT_THAT(watch.judge("USV A", healthy(), limits), IsEmpty());
+        EXPECT_THAT(watch.checkUPS("USV A", healthy(), limits), IsEmpty());
     }
 }
 
 TEST(UPSWatch, WhatIsNotKnownIsNotWrong) {
     UPSWatch watch;
-    EXPECT_THAT(watch.judge("USV", UPSStatus{}, limits), IsEmpty());
+    EXPECT_THAT(watch.checkUPS("USV", UPSStatus{}, limits), IsEmpty());
     auto status = UPSStatus{};
     status.source = UPSStatus::Source::battery;
-    const auto findings = watch.judge("USV", status, limits);
+    const auto findings = watch.checkUPS("USV", status, limits);
     ASSERT_EQ(findings.size(), 1u);
     EXPECT_EQ(findings[0].text, "USV: USV läuft auf Batterie");
 }
@@ -76,7 +76,7 @@ TEST(UPSWatch, JustInsideTheLimitsNothingIsWrong) {
     status.runtimeMinutes = 10;
     status.load = {89.9};
     status.batteryTemperature = 39.9;
-    EXPECT_THAT(watch.judge("USV", status, limits), IsEmpty());
+    EXPECT_THAT(watch.checkUPS("USV", status, limits), IsEmpty());
 }
 
 TEST(UPSWatch, SeveralThingsStandInTheirOrder) {
@@ -87,7 +87,7 @@ TEST(UPSWatch, SeveralThingsStandInTheirOrder) {
     status.runtimeMinutes = 4;
     status.load = {104};
     std::vector<std::string> texts;
-    for (const auto& finding : watch.judge("U", status, limits)) texts.push_back(finding.text);
+    for (const auto& finding : watch.checkUPS("U", status, limits)) texts.push_back(finding.text);
     EXPECT_THAT(texts, ElementsAre("U: USV läuft auf Batterie – Restlaufzeit 4 min", "U: Batterie schwach",
                                    "U: Restlaufzeit nur noch 4 min", "U: Auslastung 104 %"));
 }
@@ -96,11 +96,11 @@ TEST(UPSWatch, TwoAreKnownByTheirNamesAndOneIsForgottenAlone) {
     UPSWatch watch;
     auto status = healthy();
     status.source = UPSStatus::Source::battery;
-    EXPECT_EQ(watch.judge("A", status, limits).size(), 1u);
-    EXPECT_EQ(watch.judge("B", status, limits).size(), 1u);
+    EXPECT_EQ(watch.checkUPS("A", status, limits).size(), 1u);
+    EXPECT_EQ(watch.checkUPS("B", status, limits).size(), 1u);
     watch.forget("A");
-    EXPECT_EQ(watch.judge("A", status, limits).size(), 1u);
-    EXPECT_THAT(watch.judge("B", status, limits), IsEmpty());
+    EXPECT_EQ(watch.checkUPS("A", status, limits).size(), 1u);
+    EXPECT_THAT(watch.checkUPS("B", status, limits), IsEmpty());
 }
 
 }  // namespace kestrelyne

@@ -7,7 +7,8 @@
 
 namespace netcore {
 
-/// Calls `changed` on a queue of its own, at most once in 300 ms of changes, for as long as it lives. Without netlink it stays silent.
+/// Calls `changed` on a queue of its own, at most once in 300 ms of changes, for as long as it lives. Without netlink it stays
+/// silent.
 class AdapterWatch {
 public:
     explicit AdapterWatch(base::Function<void()> changed);

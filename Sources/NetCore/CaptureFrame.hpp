@@ -1,6 +1,6 @@
 #pragma once
-// What is read from raw frames: who has which address (ARP, RFC 826), who asks for and who joins multicast groups (IGMP, RFC 2236 and
-// RFC 3376), and datagrams.
+// What is read from raw frames: who has which address (ARP, RFC 826), who asks for and who joins multicast groups (IGMP, RFC 2236
+// and RFC 3376), and datagrams.
 
 #include <cstdint>
 #include <optional>

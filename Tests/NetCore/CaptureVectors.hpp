@@ -74,12 +74,12 @@ inline const Bytes announceV2 = packetOf(64, {{0, {0x0B, 0x02}},
                                               {61, {0x01, 0x02}}});
 
 inline const Bytes syncV1 = packetOf(80, {{0, {0, 1, 0, 1}},
-                                           {4, "_ALT1"},
-                                           {20, {1, 1}},
-                                           {22, {0x00, 0x1D, 0xC1, 0x12, 0x34, 0x56}},
-                                           {32, {0}},
-                                           {54, {0x00, 0x1D, 0xC1, 0x0A, 0x0B, 0x0C}},
-                                           {64, {9, 9, 9, 4}}});
+                                          {4, "_ALT1"},
+                                          {20, {1, 1}},
+                                          {22, {0x00, 0x1D, 0xC1, 0x12, 0x34, 0x56}},
+                                          {32, {0}},
+                                          {54, {0x00, 0x1D, 0xC1, 0x0A, 0x0B, 0x0C}},
+                                          {64, {9, 9, 9, 4}}});
 
 /// A file as libpcap reads it (pcap-savefile(5)), in the byte order of this machine.
 inline void writeCapture(const std::filesystem::path& file, const std::vector<Bytes>& frames, std::uint32_t linkType = 1) {

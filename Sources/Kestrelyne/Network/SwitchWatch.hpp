@@ -21,7 +21,7 @@ public:
     /// `previous` is the reading before, nullptr for the first: a port that was never seen up is no failure.
     /// Of components or sensors with one name the worst counts: else they would raise and clear each other in every reading.
     NetFindings checkSwitch(const NetDevice& device, const netcore::SwitchStatus& status, const netcore::SwitchStatus* previous,
-                      double tempLimit);
+                            double tempLimit);
     /// What stands on this switch, each without its name: "Lüfter 1 defekt", "CPU 74 °C", "Port 3 ist ausgefallen".
     std::vector<std::string> standing(const base::UUID& device, const netcore::SwitchStatus& status) const;
     /// A hot sensor stays so down to the far edge of the hysteresis.

@@ -10,8 +10,8 @@
 
 namespace kestrelyne {
 
-/// In their order: GET /api/power, GET /api/device/<uuid>. Store and monitor outlive them; without a monitor there are no UPSs. Main
-/// thread.
+/// In their order: GET /api/power, GET /api/device/<uuid>. Store and monitor outlive them; without a monitor there are no UPSs.
+/// Main thread.
 std::vector<APIRoute> meteringRoutes(DeviceStore& store, const NetworkMonitor* network);
 
 /// "info" for an ending, else "alarm" or "warning".

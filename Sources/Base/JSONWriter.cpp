@@ -27,6 +27,13 @@ JSONWriter& JSONWriter::key(std::string_view name) {
     return *this;
 }
 
+JSONWriter& JSONWriter::textKey(std::string_view name) {
+    text(name);
+    text_ += ':';
+    needsComma_ = false;
+    return *this;
+}
+
 void JSONWriter::text(std::string_view value) {
     if (std::ranges::all_of(value, isASCII))
         quoted(value);

@@ -21,6 +21,8 @@ public:
 
     /// Of letters and digits: written as it is.
     JSONWriter& key(std::string_view name);
+    /// Of any bytes: written as text() has them.
+    JSONWriter& textKey(std::string_view name);
 
     /// Any bytes: broken UTF-8 is replaced as in repairUTF8, quotes, backslashes and control characters are escaped.
     void text(std::string_view value);

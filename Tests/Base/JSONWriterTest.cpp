@@ -55,6 +55,15 @@ TEST(JSONWriter, TextsAreThoseOfTheUsualSerialiser) {
         EXPECT_EQ(nlohmann::json::parse(textOf(value)), nlohmann::json::parse(base::dump(base::JSON(value))));
 }
 
+TEST(JSONWriter, AKeyOfAnyTextIsEscapedAsATextIs) {
+    JSONWriter json(0);
+    json.beginObject();
+    json.textKey("Verteiler \"1\"\n").integer(1);
+    json.textKey("").integer(2);
+    json.endObject();
+    EXPECT_EQ(json.take(), R"({"Verteiler \"1\"\u000a":1,"":2})");
+}
+
 TEST(JSONWriter, EveryByteComesOutAsValidJSON) {
     for (int byte = 0; byte < 256; ++byte) {
         const std::string value = "a" + std::string(1, static_cast<char>(byte)) + "b";

@@ -5,7 +5,9 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
+#include <string_view>
 
 namespace netcore::RDM {
 
@@ -15,6 +17,8 @@ struct UID {
 
     /// "MMMM:DDDDDDDD" in upper-case hexadecimal digits.
     std::string text() const;
+    /// Reads that text, with lower-case digits too; absent for any other.
+    static std::optional<UID> parse(std::string_view text);
     auto operator<=>(const UID&) const = default;
 };
 

@@ -5,6 +5,7 @@
 
 #include "Base/Text.hpp"
 #include "NetCore/ArtNet.hpp"
+#include "NetCore/RDM.hpp"
 #include "NetCore/SACN.hpp"
 #include "NetCore/Samples.hpp"
 
@@ -63,6 +64,14 @@ struct SACNText {
     std::string operator()(const SACN::Sync&) const { return "sync"; }
 };
 
+struct RDMText {
+    std::string operator()(const RDM::Response& response) const {
+        return fmt::format("response source={} transaction={} type={} pid={:04x} set={:d} data={}:{}", response.source.text(),
+                           response.transaction, response.responseType, response.pid, response.isSetResponse, response.data.size(),
+                           base::hex(response.data));
+    }
+};
+
 // Every frame of the recording against its line in the folder Expected.
 template <class Parse, class Text>
 void compare(const std::string& folder, const std::string& file, Parse parse, Text text) {
@@ -81,6 +90,17 @@ void compare(const std::string& folder, const std::string& file, Parse parse, Te
 }
 
 }  // namespace
+
+// Responses are read, with the start code left out; of commands nothing is.
+TEST(Samples, RDMOfETC) {
+    compare(
+        "rdm", "etc_rdm_frames.txt",
+        [](base::Bytes frame) -> std::optional<std::variant<RDM::Response>> {
+            if (frame.empty() || frame[0] != 0xCC) return std::nullopt;
+            return RDM::parse(frame.subspan(1));
+        },
+        RDMText());
+}
 
 TEST(Samples, ArtNetOfOLA) { compare("artnet", "ola_artnet_frames.txt", ArtNet::parse, ArtNetText()); }
 

@@ -6,10 +6,13 @@
 #include <CLI/CLI.hpp>
 #include <cstdio>
 
+#include "DMXCommandLine.hpp"
 #include "Kestrelyne/App/AppInfo.hpp"
 #include "Kestrelyne/App/ControlMessage.hpp"
 #include "NetworkCommandLine.hpp"
 #include "ParserParts.hpp"
+#include "PatchCommandLine.hpp"
+#include "RDMCommandLine.hpp"
 
 namespace kestrelyne {
 
@@ -43,6 +46,9 @@ public:
         addSimulator();
         for (auto* command : {run_, settings_, web_, status_, simulator_}) groupCommand(*command);
         network_.emplace(app_);
+        patch_.emplace(app_);
+        rdm_.emplace(app_);
+        dmx_.emplace(app_);
         status_->add_flag("--json", statusWords_.json, "Als JSON");
     }
 
@@ -81,6 +87,7 @@ private:
         app_.add_option("--pin", runWords_.pin, "PIN der Web-App; „-“ liest sie von der Standardeingabe")->group(group);
         lanSwitch_.add(app_, "lan", "Im lokalen Netz erreichbar", "Nur dieser Rechner und Tailscale", group);
         monitorSwitch_.add(app_, "monitor", "Das Netz überwachen", "Das Netz nicht überwachen", group);
+        app_.add_flag("--rdm-write", runWords_.rdmWrite, "Geräte über RDM ändern erlauben, nur für diesen Lauf")->group(group);
         app_.add_flag("--demo", runWords_.demo, "Mit simulierten Geräten in einem Wegwerf-Ordner")->group(group);
     }
 
@@ -166,17 +173,20 @@ private:
         for (const auto* words : {&webSwitch_, &lanSwitch_, &monitorSwitch_})
             if (words->contradicts())
                 return wrongWords("--" + words->name() + " und --no-" + words->name() + " schließen einander aus");
-        if (const auto complaint = network_->complaint(); !complaint.empty()) return wrongWords(complaint);
+        for (const auto& complaint : {network_->complaint(), patch_->complaint()})
+            if (!complaint.empty()) return wrongWords(complaint);
         runWords_.web = webSwitch_.value();
         runWords_.lan = lanSwitch_.value();
         runWords_.monitor = monitorSwitch_.value();
         if (port_) runWords_.port = portOf(*port_);
-        const bool runs =
-            !settings_->parsed() && !web_->parsed() && !status_->parsed() && !network_->parsed() && !simulator_->parsed();
-        const bool runOptions =
-            runWords_.web || runWords_.lan || runWords_.port || runWords_.pin || runWords_.monitor || runWords_.demo;
+        const bool runs = !settings_->parsed() && !web_->parsed() && !status_->parsed() && !network_->parsed() && !rdm_->parsed() &&
+                          !simulator_->parsed() && !patch_->parsed() && !dmx_->parsed();
+        const bool runOptions = runWords_.web || runWords_.lan || runWords_.port || runWords_.pin || runWords_.monitor ||
+                                runWords_.demo || runWords_.rdmWrite;
         if (!runs && runOptions)
-            return wrongWords("--web, --no-web, --port, --pin, --lan, --no-lan, --monitor, --no-monitor und --demo gehören zu run");
+            return wrongWords(
+                "--web, --no-web, --port, --pin, --lan, --no-lan, --monitor, --no-monitor, --rdm-write und --demo gehören zu "
+                "run");
         if (static_cast<int>(where_.data.has_value()) + static_cast<int>(where_.socket.has_value()) +
                 static_cast<int>(where_.system) >
             1)
@@ -191,12 +201,18 @@ private:
         if (status_->parsed()) line.command = statusWords_;
         if (simulator_->parsed()) line.command = simulatorWords_;
         network_->take(line);
+        patch_->take(line);
+        rdm_->take(line);
+        dmx_->take(line);
         return line;
     }
 
     CLI::App app_;
     CLI::App *run_ = nullptr, *settings_ = nullptr, *web_ = nullptr, *status_ = nullptr, *simulator_ = nullptr;
     std::optional<NetworkCommandLine> network_;
+    std::optional<PatchCommandLine> patch_;
+    std::optional<RDMCommandLine> rdm_;
+    std::optional<DMXCommandLine> dmx_;
     SwitchWords webSwitch_, lanSwitch_, monitorSwitch_;
     std::optional<std::string> data_, socket_, port_;
     Where where_;

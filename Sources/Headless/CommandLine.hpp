@@ -2,8 +2,10 @@
 // The words of the command line.
 
 #include <filesystem>
+#include <map>
 #include <optional>
 #include <string>
+#include <utility>
 #include <variant>
 #include <vector>
 
@@ -21,6 +23,7 @@ struct RunWords {
     std::optional<int> port;  // 0…65535
     std::optional<std::string> pin;
     std::optional<bool> monitor;  // the network is watched from the start
+    bool rdmWrite = false;        // RDM devices may be changed, in this run
     bool demo = false;
     bool showPIN = false;  // the program has thought of the PIN, nobody else knows it
 };
@@ -87,10 +90,54 @@ struct SimulatorWords {
     bool on = false;
 };
 
+struct RDMWords {
+    enum class Verb { scan, list, show, sensors, write, identify, address, mode, label, lamp, reset, sequential };
+    Verb verb = Verb::list;
+    std::string uid;                // as typed
+    std::vector<std::string> uids;  // of sequential
+    bool on = false;                // of write and identify
+    int number = 0;                 // address, mode, state of the lamp, first address of sequential
+    std::string text;
+    bool cold = false, dryRun = false;
+    int gap = 0;
+    bool json = false;
+};
+
+/// What is not named stays as it is.
+struct PatchWords {
+    enum class Verb { importFile, exportFile, list, edit, remove, settings };
+    Verb verb = Verb::list;
+    std::string file;  // of export "-": standard output
+    bool replace = false, dryRun = false;
+    std::vector<std::string> map;  // "COLUMN=FIELD"
+    std::string query;
+    std::vector<std::string> fixtures;
+    bool all = false;
+    std::map<std::string, std::string> texts;  // by the key of the field
+    std::optional<int> universe, footprint;
+    std::optional<std::string> address;                        // as typed
+    std::optional<std::string> offset, breakerAmps, voltage;   // numbers as typed
+    std::optional<std::pair<std::string, std::string>> meter;  // of a distributor, by its id
+    bool json = false;
+};
+
+/// What is not named stays as it is.
+struct DMXWords {
+    enum class Verb { start, stop, status };
+    Verb verb = Verb::status;
+    std::string mode;                   // of start: "fixtures", "all", "chase", "raw"
+    std::vector<std::string> fixtures;  // numbers or ids, as typed
+    int universe = 1, channel = 1, value = 0;
+    std::optional<double> level, priority, step;
+    std::optional<std::string> proto;  // "artnet", "sacn"
+    std::optional<std::vector<int>> universes;
+    bool json = false;
+};
+
 struct CommandLine {
     Where where;
     std::variant<RunWords, SettingsWords, WebWords, StatusWords, MonitorWords, DeviceWords, AdapterWords, UniversesWords,
-                 VersionsWords, SimulatorWords>
+                 VersionsWords, SimulatorWords, RDMWords, PatchWords, DMXWords>
         command;
 };
 

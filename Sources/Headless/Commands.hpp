@@ -19,5 +19,8 @@ ExitCode adapterCommand(const Where& where, const AdapterWords& words);
 ExitCode universesCommand(const Where& where, const UniversesWords& words);
 ExitCode versionsCommand(const Where& where, const VersionsWords& words);
 ExitCode simulatorCommand(const Where& where, const SimulatorWords& words);
+ExitCode patchCommand(const Where& where, const PatchWords& words);
+ExitCode dmxCommand(const Where& where, const DMXWords& words);
+ExitCode rdmCommand(const Where& where, const RDMWords& words);
 
 }  // namespace kestrelyne

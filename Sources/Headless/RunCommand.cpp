@@ -63,7 +63,8 @@ RunWords demoWords(RunWords words) {
     return words;
 }
 
-base::Co<base::Done> flushed(base::StoreWriter& writer) {
+base::Co<base::Done> flushed(KestrelyneApp& app, base::StoreWriter& writer) {
+    co_await app.settled();
     co_await writer.flush();
     co_return base::Done{};
 }
@@ -83,6 +84,7 @@ public:
                      ApplicationOptions{
                          .dataFolder = folders.data, .webRoot = webRoot(processEnvironment(), ownBinary()), .demo = words_.demo});
         applyWords(words_, app_->web());
+        if (words_.rdmWrite) app_->network().rdm().setWriteEnabled(true);
         addControlVerbs(control_, *app_, *settings_, writer_);
         control_.start(socket);
     }
@@ -119,6 +121,8 @@ private:
         const auto& web = app_->web();
         for (const auto& error : *web.errors()) say(stderr, "Web-App: {}\n", error);
         for (const auto& error : *app_->network().errors()) say(stderr, "Netz: {}\n", error);
+        if (const auto& moved = app_->patch().movedAside(); !moved.empty())
+            say(stderr, "kestrelyne: Der Patch war beschädigt und liegt jetzt in „{}“; er beginnt leer.\n", moved.string());
         auto addresses = web.urls();
         // A port of 0 was chosen by the system.
         addresses.back() = fmt::format("http://localhost:{}", web.boundPort().value_or(web.config()->listeningPort()));
@@ -141,7 +145,7 @@ private:
         tellServiceManager("STOPPING=1");
         control_.stop();
         app_->stop();
-        co_await base::withTimeout(flushed(writer_), flushLimit);
+        co_await base::withTimeout(flushed(*app_, writer_), flushLimit);
         loop_.quit(0);
     }
 

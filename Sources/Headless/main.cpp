@@ -26,6 +26,9 @@ struct Carrier {
     ExitCode operator()(const UniversesWords& words) const { return universesCommand(where, words); }
     ExitCode operator()(const VersionsWords& words) const { return versionsCommand(where, words); }
     ExitCode operator()(const SimulatorWords& words) const { return simulatorCommand(where, words); }
+    ExitCode operator()(const PatchWords& words) const { return patchCommand(where, words); }
+    ExitCode operator()(const DMXWords& words) const { return dmxCommand(where, words); }
+    ExitCode operator()(const RDMWords& words) const { return rdmCommand(where, words); }
 };
 
 // It may quote names from the network.

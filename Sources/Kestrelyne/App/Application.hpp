@@ -4,12 +4,15 @@
 
 #include <filesystem>
 #include <memory>
+#include <set>
 #include <vector>
 
 #include "Base/BackgroundPool.hpp"
 #include "Base/MainLoop.hpp"
 #include "Base/StoreWriter.hpp"
 #include "Kestrelyne/App/SettingsStore.hpp"
+#include "Kestrelyne/Lighting/DMXOutput.hpp"
+#include "Kestrelyne/Lighting/PatchStore.hpp"
 #include "Kestrelyne/Metering/DeviceStore.hpp"
 #include "Kestrelyne/Metering/MonitorSeams.hpp"
 #include "Kestrelyne/Network/NetworkMonitor.hpp"
@@ -36,17 +39,25 @@ public:
 
     /// The rest of the start sequence: the web server is attached, what earlier simulators left is removed.
     void start();
-    /// Ends polling and listening; never waits for a device.
+    /// Ends polling and listening, and begins to darken what the test light lights; never waits for a device.
     void stop();
+    /// Resumes when the test light is dark and released and the patch is on disk; a matter of tenths of a second.
+    base::Co<> settled();
 
     WebServer& web() { return web_; }
     DeviceStore& devices() { return devices_; }
     NetworkMonitor& network() { return network_; }
     SimulatorCenter& simulators() { return simulators_; }
+    base::BackgroundPool& pool() { return pool_; }
+    PatchStore& patch() { return patch_; }
+    DMXOutput& testLight() { return testLight_; }
     base::WallTime startedAt() const { return startedAt_; }
     const base::MainLoop& loop() const { return loop_; }
 
 private:
+    NetworkServices networkServices(SettingsStore& settings);
+    DMXNetwork dmxNetwork();
+    void notePatchUniverses();
     std::vector<APIRoute> routes();
     void startDemo();
 
@@ -56,7 +67,11 @@ private:
     base::BackgroundPool pool_;
     MeteringServices metering_;
     DeviceStore devices_;
+    PatchStore patch_;
+    std::set<int> patchUniverses_, patchSACNUniverses_;  // asked for every second: made when the patch changes
+    base::Subscription patchChanged_;
     NetworkMonitor network_;
+    DMXOutput testLight_;
     SimulatorCenter simulators_;
     WebServer web_;
     WebAPI api_;

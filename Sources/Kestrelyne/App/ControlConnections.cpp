@@ -15,9 +15,9 @@ namespace {
 
 constexpr base::Seconds pauseWithoutDescriptors{0.5};
 
-std::string errorLine(const char* text) {
-    return base::dump(base::JSON{{"error", text}, {"code", static_cast<int>(ExitCode::failed)}}) + "\n";
-}
+std::string lineOf(const base::JSON& answer) { return base::dump(answer) + "\n"; }
+
+std::string errorLine(const char* text) { return lineOf(controlErrorAnswer(text, ExitCode::failed)); }
 
 /// For somebody who is not let in: as much as the socket takes at once.
 void tell(int socket, const std::string& line) { ::send(socket, line.data(), line.size(), MSG_NOSIGNAL | MSG_DONTWAIT); }
@@ -38,10 +38,13 @@ void ControlServer::Connections::listen(base::FileDescriptor listener) {
     });
 }
 
-void ControlServer::Connections::reply(std::uint64_t client, std::string line) {
-    onQueue([client, line = std::move(line)](Connections& self) {
+// The text of a long answer is made here, not on the main thread.
+void ControlServer::Connections::reply(std::uint64_t client, nlohmann::json answer) {
+    onQueue([client, answer = std::move(answer)](Connections& self) {
         const auto found = self.clients_.find(client);
         if (found == self.clients_.end()) return;
+        auto line = lineOf(answer);
+        if (line.size() > self.limits_.answerBytes) line = errorLine("Die Antwort ist zu lang.");
         found->second.unsent += line;
         found->second.waiting = false;
         self.restartSilence(found);
@@ -143,7 +146,7 @@ void ControlServer::Connections::proceed(Clients::iterator client) {
         if (line->empty()) continue;
         state.waiting = true;
         state.silence.cancel();
-        onLine_(client->first, std::move(*line));
+        onLine_(client->first, *line);
     }
     resume(client);
 }

@@ -6,6 +6,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <nlohmann/json_fwd.hpp>
 #include <string>
 
 #include "Base/FileDescriptor.hpp"
@@ -18,12 +19,12 @@ namespace kestrelyne {
 class ControlServer::Connections : public std::enable_shared_from_this<ControlServer::Connections> {
 public:
     /// `onLine` is called on the queue with the client's number and one request; the client's next one waits for reply().
-    using OnLine = std::function<void(std::uint64_t client, std::string line)>;
+    using OnLine = std::function<void(std::uint64_t client, const std::string& line)>;
     Connections(Limits limits, bool forGroup, OnLine onLine) : limits_(limits), forGroup_(forGroup), onLine_(std::move(onLine)) {}
 
     /// Any thread. Everything is closed when the last owner lets go.
     void listen(base::FileDescriptor listener);
-    void reply(std::uint64_t client, std::string line);
+    void reply(std::uint64_t client, nlohmann::json answer);
 
 private:
     struct Client {

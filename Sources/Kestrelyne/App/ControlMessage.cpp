@@ -1,6 +1,7 @@
 #include "Kestrelyne/App/ControlMessage.hpp"
 
 #include <algorithm>
+#include <utility>
 
 #include "Base/JSONFields.hpp"
 
@@ -22,12 +23,21 @@ std::optional<std::string> LineSplitter::next() {
         searched_ = bytes_.size();
         return std::nullopt;
     }
-    auto line = bytes_.substr(0, end);
-    bytes_.erase(0, end + 1);
+    std::string line;
+    if (end + 1 == bytes_.size()) {
+        // A long one is not copied, and its room goes with it.
+        line = std::exchange(bytes_, {});
+        line.pop_back();
+    } else {
+        line = bytes_.substr(0, end);
+        bytes_.erase(0, end + 1);
+    }
     searched_ = 0;
     if (line.ends_with('\r')) line.pop_back();
     return line;
 }
+
+nlohmann::json controlErrorAnswer(const char* text, ExitCode code) { return {{"error", text}, {"code", static_cast<int>(code)}}; }
 
 nlohmann::json parseControlRequest(std::string_view line) {
     try {

@@ -44,6 +44,9 @@ private:
     std::string bytes_;
 };
 
+/// The answer that says why a request was not carried out.
+nlohmann::json controlErrorAnswer(const char* text, ExitCode code);
+
 /// The request of a line; throws ControlError (wrongWords) when it is no JSON object with a text "verb".
 nlohmann::json parseControlRequest(std::string_view line);
 

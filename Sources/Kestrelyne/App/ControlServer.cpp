@@ -65,9 +65,13 @@ base::FileDescriptor listenOn(const ControlPath& where) {
     return listener;
 }
 
-base::JSON errorOf(const char* text, ExitCode code) { return {{"error", text}, {"code", static_cast<int>(code)}}; }
-
 }  // namespace
+
+/// Read on the queue of the connections: a list of many thousand lamps takes longer than the main thread may be held.
+struct ControlServer::Request {
+    base::JSON message;
+    std::optional<ControlError> fault;  // in the place of a message
+};
 
 ControlServer::ControlServer(Limits limits) : limits_(limits) {}
 ControlServer::~ControlServer() { stop(); }
@@ -84,9 +88,16 @@ void ControlServer::start(const ControlPath& path) {
     }
     path_ = path.path;
     self_ = std::make_shared<ControlServer*>(this);
-    auto toMain = [self = std::weak_ptr(self_), inbox = base::MainLoop::current().inbox()](std::uint64_t client, std::string line) {
-        inbox->post([self, client, line = std::move(line)] {
-            if (const auto server = self.lock()) (*server)->take(client, line);
+    auto toMain = [self = std::weak_ptr(self_), inbox = base::MainLoop::current().inbox()](std::uint64_t client,
+                                                                                           const std::string& line) {
+        Request request;
+        try {
+            request.message = parseControlRequest(line);
+        } catch (const ControlError& error) {
+            request.fault = error;
+        }
+        inbox->post([self, client, request = std::move(request)]() mutable {
+            if (const auto server = self.lock()) (*server)->take(client, std::move(request));
         });
     };
     connections_ = std::make_shared<Connections>(limits_, path.forGroup, std::move(toMain));
@@ -101,28 +112,24 @@ void ControlServer::stop() {
     connections_.reset();
 }
 
-void ControlServer::take(std::uint64_t client, std::string line) { tasks_.add("control request", handle(client, std::move(line))); }
-
-base::Co<> ControlServer::handle(std::uint64_t client, std::string line) {
-    base::JSON message;
-    try {
-        auto request = parseControlRequest(line);
-        const auto verb = verbs_.find(request["verb"].get<std::string>());
-        if (verb == verbs_.end()) throw ControlError("Das laufende Programm kennt diesen Befehl nicht.", ExitCode::wrongWords);
-        auto result = co_await verb->second(std::move(request));
-        message["result"] = std::move(result);
-    } catch (const ControlError& error) {
-        message = errorOf(error.what(), error.code());
-    } catch (const std::exception& error) {
-        message = errorOf(error.what(), ExitCode::failed);
-    }
-    answer(client, message);
+void ControlServer::take(std::uint64_t client, Request request) {
+    tasks_.add("control request", handle(client, std::move(request)));
 }
 
-void ControlServer::answer(std::uint64_t client, const nlohmann::json& message) {
-    auto line = base::dump(message) + "\n";
-    if (line.size() > limits_.answerBytes) line = base::dump(errorOf("Die Antwort ist zu lang.", ExitCode::failed)) + "\n";
-    connections_->reply(client, std::move(line));
+base::Co<> ControlServer::handle(std::uint64_t client, Request request) {
+    base::JSON answer;
+    try {
+        if (request.fault) throw *request.fault;
+        const auto verb = verbs_.find(request.message["verb"].get<std::string>());
+        if (verb == verbs_.end()) throw ControlError("Das laufende Programm kennt diesen Befehl nicht.", ExitCode::wrongWords);
+        auto result = co_await verb->second(std::move(request.message));
+        answer["result"] = std::move(result);
+    } catch (const ControlError& error) {
+        answer = controlErrorAnswer(error.what(), error.code());
+    } catch (const std::exception& error) {
+        answer = controlErrorAnswer(error.what(), ExitCode::failed);
+    }
+    connections_->reply(client, std::move(answer));
 }
 
 }  // namespace kestrelyne

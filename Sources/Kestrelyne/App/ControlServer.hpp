@@ -26,7 +26,7 @@ public:
     using Verb = std::function<base::Co<nlohmann::json>(nlohmann::json request)>;
 
     struct Limits {
-        std::size_t lineBytes = 64 * 1024;           // a longer request ends its connection
+        std::size_t lineBytes = 16 * 1024 * 1024;    // a longer request ends its connection
         std::size_t answerBytes = 16 * 1024 * 1024;  // a longer answer is replaced by an error
         std::size_t clients = 32;                    // one more is told so and closed
         base::Seconds silence{30};                   // so long without a request, or with an answer unread, and it is closed
@@ -48,9 +48,9 @@ public:
 
 private:
     class Connections;
-    void take(std::uint64_t client, std::string line);
-    base::Co<> handle(std::uint64_t client, std::string line);
-    void answer(std::uint64_t client, const nlohmann::json& message);
+    struct Request;
+    void take(std::uint64_t client, Request request);
+    base::Co<> handle(std::uint64_t client, Request request);
 
     const Limits limits_;
     std::map<std::string, Verb> verbs_;

@@ -9,8 +9,11 @@
 #include "Kestrelyne/App/AppInfo.hpp"
 #include "Kestrelyne/App/ControlFields.hpp"
 #include "Kestrelyne/App/ControlMessage.hpp"
+#include "Kestrelyne/App/DMXVerbs.hpp"
 #include "Kestrelyne/App/NetworkState.hpp"
 #include "Kestrelyne/App/NetworkVerbs.hpp"
+#include "Kestrelyne/App/PatchVerbs.hpp"
+#include "Kestrelyne/App/RDMVerbs.hpp"
 #include "Kestrelyne/App/SimulatorVerbs.hpp"
 #include "Kestrelyne/App/WebFields.hpp"
 #include "Kestrelyne/Presentation/MeterTexts.hpp"
@@ -116,6 +119,9 @@ void addControlVerbs(ControlServer& server, KestrelyneApp& app, SettingsStore& s
     add("web.logoutAll", &Verbs::logoutAll);
     add("web.tailscale", &Verbs::tailscale);
     addNetworkVerbs(server, app, settings, writer);
+    addPatchVerbs(server, app.patch(), app.pool());
+    addRDMVerbs(server, app.network().rdm());
+    addDMXVerbs(server, app.testLight(), app.patch());
     addSimulatorVerbs(server, app);
 }
 

@@ -112,7 +112,8 @@ std::vector<UniverseState> gatherUniverses(const PacketAccumulator::Drained& dra
                                         .fps = static_cast<double>(source.count) / elapsed.count(),
                                         .lastSeen = source.lastSeen,
                                         .interface = interfaceName(source.interfaceIndex),
-                                        .terminated = source.terminated});
+                                        .terminated = source.terminated,
+                                        .own = source.own});
         std::ranges::sort(universe.sources, ranksBefore);
         if (key.proto == NetProtocol::sacn) {
             const auto members = around.members(netcore::SACN::multicastGroup(key.number));
@@ -252,9 +253,10 @@ void LightingPicture::compareSources(std::vector<std::string> active, NetFinding
 
 void LightingPicture::indexNames(const std::vector<UniverseState>& universes) {
     sourceNames_.clear();
+    // Our test light names nothing else that this computer sends.
     for (const auto& universe : universes)
         for (const auto& source : universe.sources)
-            if (source.name != source.ip) sourceNames_.try_emplace(source.ip, source.name);
+            if (!source.own && source.name != source.ip) sourceNames_.try_emplace(source.ip, source.name);
 }
 
 bool LightingPicture::nodeOutputActive(int universe) const { return activeOutputs_.contains(universe); }

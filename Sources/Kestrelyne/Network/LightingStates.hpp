@@ -18,6 +18,9 @@ enum class NetProtocol { artnet, sacn };  // in the order in which they are list
 /// "Art-Net", "sACN"
 std::string_view text(NetProtocol protocol);
 
+/// What the test light of this program calls itself on sACN.
+inline constexpr const char* testSourceName = "Brantholme Test";
+
 /// One DMX universe on the wire.
 struct UniverseKey {
     NetProtocol proto = NetProtocol::artnet;
@@ -30,7 +33,7 @@ struct UniverseKey {
 
 /// One sender of a universe.
 struct SourceState {
-    std::string id;    // the sender's address for Art-Net, the CID for sACN
+    std::string id;    // the CID for sACN; for Art-Net the sender's address, with "#test" behind it for our own test light
     std::string name;  // its name, else its address
     std::string ip;
     std::optional<int> priority{};  // sACN only
@@ -38,6 +41,7 @@ struct SourceState {
     base::Moment lastSeen{};
     std::string interface;  // where it is heard, for people
     bool terminated = false;
+    bool own = false;  // the test light of this program
 };
 
 struct UniverseState {
@@ -91,6 +95,7 @@ struct DMXSourceView {
     std::optional<int> priority{};
     base::Moment lastSeen{};
     bool terminated = false;
+    bool own = false;                // the test light of this program
     std::vector<std::uint8_t> data;  // at most 512
 };
 

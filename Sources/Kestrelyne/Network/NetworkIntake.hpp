@@ -8,6 +8,7 @@
 #include "Kestrelyne/Network/ArtNetResponder.hpp"
 #include "Kestrelyne/Network/ExtrasAccumulator.hpp"
 #include "Kestrelyne/Network/PacketAccumulator.hpp"
+#include "Kestrelyne/Network/RDMReceiver.hpp"
 
 namespace kestrelyne {
 

@@ -23,6 +23,9 @@ constexpr double longestInterval = 86400;  // s
 constexpr const char* limitedBroadcast = "255.255.255.255";
 constexpr int discoveryUniverse = 64214;  // ANSI E1.31-2018, appendix A: E131_DISCOVERY_UNIVERSE
 constexpr const char* captureFileKey = "debug.captureFile";
+// For devices that answer on another port than Art-Net's own.
+constexpr const char* artNetPortKey = "debug.artnetPort";
+constexpr double highestPort = 65535;
 constexpr const char* captureWarning =
     "ARP/IGMP-Mitschnitt nicht möglich – dafür braucht der Benutzer BPF-Zugriff (Wireshark-Paket „ChmodBPF“). ARP wird ersatzweise "
     "aus der Systemtabelle gelesen.";
@@ -62,7 +65,8 @@ NetworkMonitor::NetworkMonitor(NetworkServices services)
              .config = config_,
              .tell = [this](NetFindings findings) { tell(std::move(findings)); },
              .makeTarget = services_.snmpTarget}),
-      intake_(std::make_shared<NetworkIntake>(services_.seams.rdm)),
+      rdm_(rdmLink()),
+      intake_(std::make_shared<NetworkIntake>(rdm_.transport())),
       sockets_(intake_, services_.ports, services_.loopbackOnly),
       captures_(intake_),
       lastDrain_(services_.clock.steadyNow()) {
@@ -178,6 +182,9 @@ void NetworkMonitor::joinUniverses(const std::set<int>& seen) {
     const auto interfaces = interfacesFor(AdapterRole::lighting);
     sockets_.joinUniverses({discoveryUniverse}, interfaces, Wanted::byUser);
     sockets_.joinUniverses(universesOfUser_, interfaces, Wanted::byUser);
+    // A console on a universe of the patch is heard before the test light asks for it.
+    if (services_.seams.patchSACNUniverses)
+        sockets_.joinUniverses(services_.seams.patchSACNUniverses(), interfaces, Wanted::byNetwork);
     sockets_.joinUniverses(seen, interfaces, Wanted::byNetwork);
 }
 
@@ -306,7 +313,7 @@ void NetworkMonitor::applyInterfaces(std::optional<std::vector<netcore::NetInter
 }
 
 void NetworkMonitor::noteOwnAddresses() {
-    PacketAccumulator::OwnSender own{.addresses = {}, .port = sender_.port()};
+    PacketAccumulator::OwnSender own{.addresses = {}, .port = sender_.port(), .testPort = testPort_};
     for (const auto& address : adapters_.ownAddresses())
         if (const auto number = netcore::ipToUInt32(address)) own.addresses.insert(*number);
     intake_->packets.setOwnSender(std::move(own));
@@ -314,6 +321,47 @@ void NetworkMonitor::noteOwnAddresses() {
     for (const auto& interface : *adapters_.interfaces())
         if (const auto mac = netcore::NetInterface::macAddress(interface.name)) macs.insert(macText(*mac));
     addresses_.setOwnMACs(macs);
+}
+
+// The lighting rig
+
+RDMLink NetworkMonitor::rdmLink() {
+    return {.nodes =
+                [this] {
+                    std::vector<RDMLink::Node> nodes;
+                    for (const auto& node : *lighting_.artNodes()) {
+                        auto universes = node.outputs;
+                        universes.insert(node.inputs.begin(), node.inputs.end());
+                        nodes.push_back({.ip = node.ip, .name = node.shortName, .universes = {universes.begin(), universes.end()}});
+                    }
+                    return nodes;
+                },
+            .send = [this](const std::vector<std::uint8_t>& packet,
+                           const std::string& ip) { sockets_.sendArtNet(packet, ip, rdmPort()); },
+            .log = [this](NetEvent::Level level, std::string text) { log(level, std::move(text), networkSource); },
+            .now = [this] { return services_.clock.moment(); }};
+}
+
+std::uint16_t NetworkMonitor::rdmPort() const {
+    auto stored = services_.settings.number(artNetPortKey);
+    if (!stored) stored = base::parseDouble(services_.settings.text(artNetPortKey).value_or(""));
+    return stored && *stored >= 1 && *stored <= highestPort ? static_cast<std::uint16_t>(*stored) : services_.ports.artnet;
+}
+
+std::vector<std::string> NetworkMonitor::nodesOf(int universe) const {
+    std::vector<std::string> nodes;
+    for (const auto& node : *lighting_.artNodes())
+        if (node.outputs.contains(universe)) nodes.push_back(node.ip);
+    return nodes;
+}
+
+void NetworkMonitor::hearUniverses(const std::set<int>& sacnUniverses) {
+    if (*isRunning_) sockets_.joinUniverses(sacnUniverses, interfacesFor(AdapterRole::lighting), NetworkSockets::Wanted::byUser);
+}
+
+void NetworkMonitor::setTestPort(std::uint16_t port) {
+    testPort_ = port;
+    noteOwnAddresses();
 }
 
 // Settings
@@ -434,7 +482,8 @@ void NetworkMonitor::clearLightingData() {
     lighting_.clear();
     consoles_.clear();
     timecode_.clear();
-    if (services_.seams.rdm != nullptr) services_.seams.rdm->clear();
+    rdm_.transport()->clear();
+    rdm_.clearDevices();
 }
 
 void NetworkMonitor::clearNetworkData() {

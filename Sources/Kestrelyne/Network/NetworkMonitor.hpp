@@ -16,6 +16,7 @@
 #include "Base/Observable.hpp"
 #include "Base/Task.hpp"
 #include "Kestrelyne/App/SettingsStore.hpp"
+#include "Kestrelyne/Lighting/RDMScanner.hpp"
 #include "Kestrelyne/Metering/Notifier.hpp"
 #include "Kestrelyne/Network/Adapters.hpp"
 #include "Kestrelyne/Network/AddressWatch.hpp"
@@ -113,6 +114,8 @@ public:
     const TimecodeStore& timecode() const { return timecode_; }
     const ConsoleWatch& consoles() const { return consoles_; }
     const BonjourBrowser& bonjour() const { return bonjour_; }
+    RDMScanner& rdm() { return rdm_; }
+    const RDMScanner& rdm() const { return rdm_; }
 
     std::vector<netcore::NetInterface> interfacesFor(AdapterRole role) const { return adapters_.forRole(role, *config_); }
     /// What people call an address: a watched device, a node, a service, a source, else the address itself.
@@ -121,6 +124,12 @@ public:
     std::string ptpClockName(const std::string& identity) const;
     /// The sources of a universe with their latest values, the one that counts first.
     std::vector<DMXSourceView> dmxSources(const UniverseKey& key) const;
+    /// Addresses of the nodes that put out this Port-Address, whether data flows or not.
+    std::vector<std::string> nodesOf(int universe) const;
+    /// These sACN universes are heard from now on; while it rests nothing happens.
+    void hearUniverses(const std::set<int>& sacnUniverses);
+    /// Source port of the test light's Art-Net, whose frames are no foreign source.
+    void setTestPort(std::uint16_t port);
     bool nodeOutputActive(int universe) const { return lighting_.nodeOutputActive(universe); }
 
     void clearLightingData();
@@ -177,6 +186,8 @@ private:
     void refreshControllers();
     void refreshTimecode();
     void noteHealth();
+    RDMLink rdmLink();
+    std::uint16_t rdmPort() const;
     LightingPicture::Surroundings surroundings() const;
     base::Seconds querierTimeout() const;
 
@@ -205,6 +216,7 @@ private:
     TimecodeStore timecode_;
     ConsoleWatch consoles_;
     BonjourBrowser bonjour_;
+    RDMScanner rdm_;
 
     const std::shared_ptr<NetworkIntake> intake_;
     NetworkSockets sockets_;
@@ -212,6 +224,7 @@ private:
     netcore::UDPSender sender_;
     bool captureFailed_ = false;
     std::set<int> universesOfUser_;
+    std::uint16_t testPort_ = 0;
     base::SteadyTime lastDrain_{};
     bool toldRefused_ = false;
     std::uint64_t toldDrops_ = 0;

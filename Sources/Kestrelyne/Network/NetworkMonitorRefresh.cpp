@@ -152,7 +152,7 @@ std::string NetworkMonitor::ptpClockName(const std::string& identity) const {
 std::vector<DMXSourceView> NetworkMonitor::dmxSources(const UniverseKey& key) const {
     auto sources = intake_->packets.dmxSnapshot(key);
     for (auto& source : sources)
-        if (auto name = displayName(source.ip); name != source.ip) source.name = std::move(name);
+        if (auto name = displayName(source.ip); !source.own && name != source.ip) source.name = std::move(name);
     return sources;
 }
 

@@ -58,6 +58,10 @@ NetworkSockets::Errors NetworkSockets::openArtNet() {
     return {};
 }
 
+void NetworkSockets::sendArtNet(base::Bytes packet, const std::string& to, std::uint16_t port) const {
+    if (artnet_) artnet_->sendFromBound(packet, to, port);
+}
+
 NetworkSockets::Errors NetworkSockets::openSACN() {
     if (sacn_) return {};
     try {

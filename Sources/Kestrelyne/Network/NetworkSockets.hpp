@@ -55,6 +55,8 @@ public:
     /// The most joins that had to be refused at once because there were too many.
     std::uint64_t refusedJoins() const { return refusedJoins_; }
 
+    /// From the bound Art-Net socket; nothing happens while it is closed.
+    void sendArtNet(base::Bytes packet, const std::string& to, std::uint16_t port) const;
     bool artNetOpen() const { return artnet_ != nullptr; }
     /// The ports as bound; absent while closed.
     std::optional<std::uint16_t> artNetPort() const;

@@ -21,7 +21,8 @@ using netcore::UDPView;
 namespace {
 
 constexpr std::size_t slotsOfUniverse = 512;
-constexpr std::size_t shortestText = 4;  // of a console's traffic
+constexpr std::size_t shortestText = 4;         // of a console's traffic
+constexpr std::uint32_t loopbackNetwork = 127;  // 127.0.0.0/8: addresses of this computer
 
 // What a text takes besides its characters: the node that holds it.
 constexpr std::size_t textOverhead = 64;
@@ -69,11 +70,24 @@ void PacketAccumulator::handleArtNet(const UDPView& packet) {
 
 void PacketAccumulator::tally(const ArtNet::DmxView& dmx, const UDPView& packet) {
     base::Lock lock(mutex_);
-    auto* const source = sender({NetProtocol::artnet, dmx.universe}, identityOf(packet.source), packet);
+    auto identity = identityOf(packet.source);
+    const bool own = isOwnTest(packet);
+    if (own) identity.back() = 1;
+    auto* const source = sender({NetProtocol::artnet, dmx.universe}, identity, packet);
     if (!source) return;
+    if (own && !source->own) {
+        source->own = true;
+        source->texts = std::make_shared<const Texts>(
+            Texts{.id = source->texts->ip + "#test", .name = testSourceName, .ip = source->texts->ip});
+    }
     ++source->count;
     source->lastSeen = packet.time;
     source->data.assign(dmx.data.begin(), dmx.data.end());
+}
+
+bool PacketAccumulator::isOwnTest(const UDPView& packet) const {
+    if (own_.testPort == 0 || packet.sourcePort != own_.testPort) return false;
+    return packet.source >> 24 == loopbackNetwork || own_.addresses.contains(packet.source);
 }
 
 void PacketAccumulator::notePoll(const UDPView& packet) {
@@ -118,6 +132,7 @@ void PacketAccumulator::tally(const SACN::DataView& data, const UDPView& packet)
     if (!source) return;
     if (data.sourceName != source->rawName) {
         source->rawName = data.sourceName;
+        source->own = data.sourceName == testSourceName;
         source->texts = std::make_shared<const Texts>(
             Texts{.id = source->texts->id, .name = data.repairedSourceName(), .ip = source->texts->ip});
     }
@@ -227,6 +242,7 @@ PacketAccumulator::Drained PacketAccumulator::drain(base::SteadyTime now) {
         base::Moment lastSeen;
         std::uint32_t interfaceIndex;
         bool terminated;
+        bool own;
     };
     std::vector<Copy> copies;
     std::vector<std::shared_ptr<const Node>> nodes;
@@ -243,7 +259,7 @@ PacketAccumulator::Drained PacketAccumulator::drain(base::SteadyTime now) {
             auto& [key, sources] = *universe;
             for (auto& source : sources)
                 copies.push_back({key, source.texts, source.priority, std::exchange(source.count, 0), source.lastSeen,
-                                  source.interfaceIndex, source.terminated});
+                                  source.interfaceIndex, source.terminated, source.own});
             senders_ -= std::erase_if(sources, silent);
             universe = sources.empty() ? universes_.erase(universe) : std::next(universe);
         }
@@ -264,7 +280,8 @@ PacketAccumulator::Drained PacketAccumulator::drain(base::SteadyTime now) {
                                                  .count = copy.count,
                                                  .lastSeen = copy.lastSeen,
                                                  .interfaceIndex = copy.interfaceIndex,
-                                                 .terminated = copy.terminated});
+                                                 .terminated = copy.terminated,
+                                                 .own = copy.own});
     }
     drained.nodes.reserve(nodes.size());
     for (const auto& node : nodes) drained.nodes.push_back(*node);
@@ -341,6 +358,7 @@ std::vector<DMXSourceView> PacketAccumulator::dmxSnapshot(const UniverseKey& key
                              .priority = source.priority,
                              .lastSeen = source.lastSeen,
                              .terminated = source.terminated,
+                             .own = source.own,
                              .data = source.data});
     }
     // By the id at last, so that equal ones never change places.

@@ -19,7 +19,7 @@
 #include "Kestrelyne/Network/ArtNetResponder.hpp"
 #include "Kestrelyne/Network/ExtrasAccumulator.hpp"
 #include "Kestrelyne/Network/LightingStates.hpp"
-#include "Kestrelyne/Network/NetworkSeams.hpp"
+#include "Kestrelyne/Network/RDMReceiver.hpp"
 #include "NetCore/ArtNetDMX.hpp"
 #include "NetCore/ArtNetPoll.hpp"
 #include "NetCore/SACNData.hpp"
@@ -47,10 +47,12 @@ public:
         std::size_t channelsOfStation = 512;
     };
 
-    /// What an ArtPoll of our own comes from: it makes no controller although the system loops broadcasts back.
+    /// What comes from this program: an ArtPoll of our own makes no controller although the system loops broadcasts back, and the
+    /// frames of our test light are no foreign source. Other programs on this computer send from other ports.
     struct OwnSender {
         std::set<std::uint32_t> addresses;  // of this computer, host order
-        std::uint16_t port = 0;             // our sender's source port
+        std::uint16_t port = 0;             // source port of what the monitor sends
+        std::uint16_t testPort = 0;         // source port of the test light's Art-Net; 0 without one
     };
 
     static constexpr base::Seconds sourceKept{60};       // a silent source stays listed for so long
@@ -76,6 +78,7 @@ public:
         base::Moment lastSeen{};
         std::uint32_t interfaceIndex = 0;
         bool terminated = false;
+        bool own = false;
     };
     struct Node {
         std::string sender;  // the address it replied from
@@ -132,7 +135,7 @@ public:
     void reset();
 
 private:
-    /// Who sends a universe: the CID for sACN; for Art-Net the address, then zeros.
+    /// Who sends a universe: the CID for sACN; for Art-Net the address, then zeros, and at the end 1 for our test light.
     using Identity = netcore::SACN::CID;
     struct Texts {
         std::string id, name, ip;
@@ -146,6 +149,7 @@ private:
         base::Moment lastSeen{};
         std::uint32_t interfaceIndex = 0;
         bool terminated = false;
+        bool own = false;
         std::vector<std::uint8_t> data;
     };
     struct Announced {
@@ -177,6 +181,7 @@ private:
     void notePoll(const netcore::UDPView& packet);
     void note(const std::string& text, Talker& station) KESTRELYNE_REQUIRES(mutex_);
 
+    bool isOwnTest(const netcore::UDPView& packet) const KESTRELYNE_REQUIRES(mutex_);
     /// The sender of a universe, a new one when it is not known; nullptr when there is no room for it.
     Sender* sender(const UniverseKey& key, const Identity& identity, const netcore::UDPView& packet) KESTRELYNE_REQUIRES(mutex_);
     /// False, and counted, when a list that may hold so many is full.

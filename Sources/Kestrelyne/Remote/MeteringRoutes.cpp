@@ -61,7 +61,20 @@ OrderedJSON alarmsOf(const DeviceMonitor& monitor) {
     return list;
 }
 
-OrderedJSON powerOf(const DeviceMonitor& monitor) {
+// What the patch plans for the distributors behind a meter, in watts; absent when none is assigned to it.
+std::optional<double> plannedOf(const base::UUID& device, const PatchStore* patch) {
+    if (patch == nullptr) return std::nullopt;
+    std::set<std::string_view> distributors;
+    for (const auto& [name, meter] : patch->settings().distributorDevices)
+        if (meter == device) distributors.insert(name);
+    if (distributors.empty()) return std::nullopt;
+    double watts = 0;
+    for (const auto& fixture : patch->fixtures())
+        if (distributors.contains(fixture.distributor)) watts += fixture.powerW.value_or(0);
+    return watts;
+}
+
+OrderedJSON powerOf(const DeviceMonitor& monitor, const PatchStore* patch) {
     const auto& values = *monitor.values();
     const auto& extreme = *monitor.extremes();
     const auto energy = values.contains(energyImportSum) ? energyImportSum : energySum;
@@ -89,7 +102,7 @@ OrderedJSON powerOf(const DeviceMonitor& monitor) {
     json["max"] = extremes([&extreme](int id) { return extreme.max(id); });
     json["alarms"] = alarmsOf(monitor);
     json["meters"] = OrderedJSON::array();
-    json["planned"] = nullptr;
+    json["planned"] = base::numberOrNull(plannedOf(monitor.device()->id, patch));
     json["trend"] = trendOf(monitor, activePower);
     return json;
 }
@@ -180,11 +193,11 @@ const char* levelOf(const AlarmEvent& event) {
     return event.severity == AlarmSeverity::alarm ? "alarm" : "warning";
 }
 
-HTTPResponse powerResponse(DeviceStore& store, const NetworkMonitor* network) {
+HTTPResponse powerResponse(DeviceStore& store, const NetworkMonitor* network, const PatchStore* patch) {
     auto devices = OrderedJSON::array();
     std::optional<double> total;
     for (const auto* monitor : store.allMonitors()) {
-        devices.push_back(powerOf(*monitor));
+        devices.push_back(powerOf(*monitor, patch));
         if (const auto p = monitor->values()->get(activePower); p && std::isfinite(*p)) total = total.value_or(0) + *p;
     }
     OrderedJSON json;
@@ -197,8 +210,8 @@ HTTPResponse powerResponse(DeviceStore& store, const NetworkMonitor* network) {
     return HTTPResponse::json(json);
 }
 
-std::vector<APIRoute> meteringRoutes(DeviceStore& store, const NetworkMonitor* network) {
-    return {quickRoute("GET", {"power"}, [&store, network](const APICall&) { return powerResponse(store, network); }),
+std::vector<APIRoute> meteringRoutes(DeviceStore& store, const NetworkMonitor* network, const PatchStore* patch) {
+    return {quickRoute("GET", {"power"}, [&store, network, patch](const APICall&) { return powerResponse(store, network, patch); }),
             quickRoute("GET", {"device", "*"}, [&store](const APICall& call) { return device(store, call); })};
 }
 

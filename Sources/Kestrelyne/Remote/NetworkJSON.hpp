@@ -33,11 +33,6 @@ void writeArray(base::JSONWriter& json, std::string_view key, const List& list, 
     json.endArray();
 }
 
-inline void writeEmptyArray(base::JSONWriter& json, std::string_view key) {
-    json.key(key).beginArray();
-    json.endArray();
-}
-
 /// Null when it is absent.
 inline void writeOptional(base::JSONWriter& json, std::string_view key, std::optional<int> value) {
     json.key(key);

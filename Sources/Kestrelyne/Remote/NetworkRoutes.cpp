@@ -4,6 +4,7 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <unordered_map>
 #include <utility>
 
 #include "Base/JSONWriter.hpp"
@@ -39,7 +40,14 @@ bool isOutput(const NetworkMonitor& monitor, const UniverseKey& key) {
 /// Writes one part of the picture after the other.
 class Picture {
 public:
-    Picture(const NetworkMonitor& monitor, JSONWriter& json) : monitor_(monitor), json_(json) {}
+    Picture(const NetworkMonitor& monitor, const PatchStore* patch, JSONWriter& json) : monitor_(monitor), json_(json) {
+        if (patch == nullptr) return;
+        for (const auto& fixture : patch->fixtures()) {
+            if (!fixture.patched()) continue;
+            ++fixtures_[{NetProtocol::artnet, patch->settings().artNetUniverse(fixture.universe)}];
+            ++fixtures_[{NetProtocol::sacn, fixture.universe}];
+        }
+    }
 
     void write() {
         const auto& devices = monitor_.config()->devices;
@@ -107,7 +115,8 @@ private:
             json_.key("active").boolean(isActive(source));
         });
         json_.key("receivers").integer(std::ssize(universe.receivers));
-        json_.key("fixtures").integer(0);
+        const auto fixtures = fixtures_.find(universe.key);
+        json_.key("fixtures").integer(fixtures != fixtures_.end() ? fixtures->second : 0);
         json_.key("nodeOutput").boolean(isOutput(monitor_, universe.key));
     }
 
@@ -228,6 +237,7 @@ private:
 
     const NetworkMonitor& monitor_;
     JSONWriter& json_;
+    std::unordered_map<UniverseKey, int> fixtures_;  // of the patch
     const base::SteadyTime now_ = monitor_.clock().steadyNow();
 };
 
@@ -255,7 +265,32 @@ std::optional<UniverseKey> universeKey(const APICall& call) {
                        .number = static_cast<int>(*number)};
 }
 
-HTTPResponse dmx(const NetworkMonitor* monitor, const APICall& call) {
+// The patch's fixtures on a universe, each with its part of the values that are shown.
+void writeFixtures(JSONWriter& json, const UniverseKey& key, const PatchStore* patch, const DMXSourceView* shown) {
+    std::vector<const PatchFixture*> fixtures;
+    if (patch != nullptr)
+        for (const auto& fixture : patch->fixtures()) {
+            const auto universe =
+                key.proto == NetProtocol::artnet ? patch->settings().artNetUniverse(fixture.universe) : fixture.universe;
+            if (fixture.patched() && universe == key.number) fixtures.push_back(&fixture);
+        }
+    std::ranges::sort(fixtures, {}, [](const PatchFixture* fixture) { return std::pair(fixture->address, fixture->id); });
+    writeArray(json, "fixtures", fixtures, [&](const PatchFixture* fixture) {
+        json.key("fid").text(fixture->fixtureID);
+        json.key("name").text(fixture->name);
+        json.key("type").text(fixture->typeText());
+        json.key("start").integer(fixture->address);
+        json.key("footprint").integer(fixture->channels());
+        json.key("data").beginArray();
+        const auto first = static_cast<std::size_t>(fixture->address) - 1;
+        for (std::size_t i = first;
+             shown != nullptr && i < shown->data.size() && i < first + static_cast<std::size_t>(fixture->channels()); ++i)
+            json.integer(shown->data[i]);
+        json.endArray();
+    });
+}
+
+HTTPResponse dmx(const NetworkMonitor* monitor, const PatchStore* patch, const APICall& call) {
     const auto key = universeKey(call);
     if (!key) return HTTPResponse::error("Universum fehlt", 400);
     if (monitor == nullptr) return HTTPResponse::error("Netzwerk nicht bereit", 503);
@@ -284,7 +319,7 @@ HTTPResponse dmx(const NetworkMonitor* monitor, const APICall& call) {
     if (shown != sources.end())
         for (const auto value : shown->data) json.integer(value);
     json.endArray();
-    writeEmptyArray(json, "fixtures");
+    writeFixtures(json, *key, patch, shown != sources.end() ? &*shown : nullptr);
     json.key("nodeOutput").boolean(isOutput(*monitor, *key));
     json.endObject();
     return HTTPResponse::jsonText(json.take());
@@ -292,18 +327,18 @@ HTTPResponse dmx(const NetworkMonitor* monitor, const APICall& call) {
 
 }  // namespace
 
-HTTPResponse networkResponse(const NetworkMonitor* monitor) {
+HTTPResponse networkResponse(const NetworkMonitor* monitor, const PatchStore* patch) {
     if (monitor == nullptr) return HTTPResponse::jsonText(noPicture);
     JSONWriter json(expectedSize(monitor->lighting()));
     json.beginObject();
-    Picture(*monitor, json).write();
+    Picture(*monitor, patch, json).write();
     json.endObject();
     return HTTPResponse::jsonText(json.take());
 }
 
-std::vector<APIRoute> networkRoutes(const NetworkMonitor* monitor) {
-    return {quickRoute("GET", {"network"}, [monitor](const APICall&) { return networkResponse(monitor); }),
-            quickRoute("GET", {"dmx"}, [monitor](const APICall& call) { return dmx(monitor, call); }),
+std::vector<APIRoute> networkRoutes(const NetworkMonitor* monitor, const PatchStore* patch) {
+    return {quickRoute("GET", {"network"}, [monitor, patch](const APICall&) { return networkResponse(monitor, patch); }),
+            quickRoute("GET", {"dmx"}, [monitor, patch](const APICall& call) { return dmx(monitor, patch, call); }),
             quickRoute("GET", {"netdetail"}, [monitor](const APICall&) { return networkDetailResponse(monitor); })};
 }
 

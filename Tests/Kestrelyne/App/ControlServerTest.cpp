@@ -200,6 +200,13 @@ TEST_F(ControlServerTest, ALineBeyondTheLimitEndsItsConnection) {
     EXPECT_EQ(ask({{"verb", "echo"}, {"text", "x"}}), "x");
 }
 
+TEST_F(ControlServerTest, ALongRequestUpToTheLimitIsAnswered) {
+    constexpr std::size_t limit = 1 << 20;
+    start({.lineBytes = limit});
+    const std::string text(limit - 30, 'x');
+    EXPECT_EQ(ask({{"verb", "echo"}, {"text", text}}), "x" + text.substr(1));
+}
+
 TEST_F(ControlServerTest, AnAnswerBeyondTheLimitBecomesAnError) {
     start({.answerBytes = 1000});
     EXPECT_EQ(ask({{"verb", "large"}, {"size", 900}}).get<std::string>().size(), 900u);

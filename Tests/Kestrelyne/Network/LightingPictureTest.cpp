@@ -277,6 +277,14 @@ TEST_F(LightingPictureTest, ASourceLendsItsNameToItsAddress) {
     EXPECT_EQ(picture.sourceName("10.0.0.4"), nullptr) << "the address is no name";
 }
 
+TEST_F(LightingPictureTest, OurTestLightLendsItsNameToNobody) {
+    auto own = sacnSource("Brantholme Test", 200, at(1));
+    own.own = true;
+    universes(1, {{sacn1, {own}}});
+    EXPECT_TRUE(picture.universes()->front().sources.front().own);
+    EXPECT_EQ(picture.sourceName("10.0.0.20"), nullptr) << "a console on this computer is no part of it";
+}
+
 // Loss of a source: it is heard until 0 s and the picture is drawn once a second.
 
 TEST_F(LightingPictureTest, ASourceIsLostAfterThreeSecondsOfSilence) {

@@ -462,3 +462,46 @@ TEST(PacketAccumulator, LosesNoPacketWhileItIsDrained) {
     take();
     EXPECT_EQ(counted, 2u * feeders * packetsEach);
 }
+
+// Our own test light
+
+TEST(PacketAccumulator, FramesOfOurTestLightAreASourceOfTheirOwn) {
+    Intake intake;
+    intake.packets.setOwnSender({.addresses = {netcore::ipToUInt32("10.0.0.2").value()}, .port = 40000, .testPort = 41000});
+    const auto ownIds = [&intake] {
+        std::set<std::string> ids;
+        for (const auto& source : intake.packets.dmxSnapshot(artNet1))
+            if (source.own) ids.insert(source.id + " " + source.name);
+        return ids;
+    };
+    intake.artNet(artDmx(1, {1}), {.from = "10.0.0.2", .sourcePort = 40000});
+    intake.artNet(artDmx(1, {1}), {.from = "10.0.0.3", .sourcePort = 41000});
+    EXPECT_EQ(ownIds(), std::set<std::string>{}) << "another program of this computer, and another computer with the same port";
+    intake.artNet(artDmx(1, {1}), {.from = "10.0.0.2", .sourcePort = 41000});
+    intake.artNet(artDmx(1, {1}), {.from = "127.0.0.9", .sourcePort = 41000});
+    EXPECT_EQ(ownIds(), (std::set<std::string>{"10.0.0.2#test Brantholme Test", "127.0.0.9#test Brantholme Test"}));
+    EXPECT_THAT(intake.packets.dmxSnapshot(artNet1), SizeIs(4)) << "a console on this computer stays beside it";
+    const auto drained = intake.drain(0);
+    int own = 0;
+    for (const auto& source : sourcesOf(drained, artNet1)) own += source.own ? 1 : 0;
+    EXPECT_EQ(own, 2);
+}
+
+TEST(PacketAccumulator, WithoutATestLightNoPortIsItsOwn) {
+    Intake intake;
+    intake.packets.setOwnSender({.addresses = {netcore::ipToUInt32("10.0.0.2").value()}, .port = 40000});
+    intake.artNet(artDmx(1, {1}), {.from = "10.0.0.2", .sourcePort = 0});
+    ASSERT_THAT(intake.packets.dmxSnapshot(artNet1), SizeIs(1));
+    EXPECT_FALSE(intake.packets.dmxSnapshot(artNet1)[0].own);
+}
+
+TEST(PacketAccumulator, OnSACNOurTestLightIsKnownByItsName) {
+    Intake intake;
+    intake.sACN(sacn({.cid = 1, .name = "Brantholme Test"}));
+    intake.sACN(sacn({.cid = 2, .name = "Brantholme Test 2"}));
+    std::map<std::string, bool> own;
+    for (const auto& source : intake.packets.dmxSnapshot(sacn1)) own[source.name] = source.own;
+    EXPECT_EQ(own, (std::map<std::string, bool>{{"Brantholme Test", true}, {"Brantholme Test 2", false}}));
+    intake.sACN(sacn({.cid = 1, .name = "Pult"}));
+    for (const auto& source : intake.packets.dmxSnapshot(sacn1)) EXPECT_FALSE(source.own) << source.name;
+}

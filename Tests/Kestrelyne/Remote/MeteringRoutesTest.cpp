@@ -5,6 +5,7 @@
 #include <cmath>
 #include <nlohmann/json.hpp>
 
+#include "Support/TemporaryFolder.hpp"
 #include "Support/TestLoop.hpp"
 
 using namespace kestrelyne;
@@ -130,6 +131,25 @@ TEST_F(MeteringRoutesTest, TotalPowerAddsWhatIsFinite) {
     const auto json = power();
     EXPECT_EQ(json["totalP"], 500);
     EXPECT_EQ(json["devices"].at(0)["p"], nullptr);
+}
+
+TEST_F(MeteringRoutesTest, PlannedIsTheLoadOfTheDistributorsBehindTheMeter) {
+    TemporaryFolder folder;
+    PatchStore patch(folder.path(), writer);
+    const auto planned = [&] { return ordered_json::parse(powerResponse(store, nullptr, &patch).body)["devices"][0]["planned"]; };
+    EXPECT_TRUE(planned().is_null()) << "no distributor is assigned";
+    PatchSettings settings;
+    settings.distributorDevices = {{"HV1", meter().device()->id}, {"HV2", meter().device()->id}, {"HV3", base::UUID::random()}};
+    patch.setSettings(settings);
+    EXPECT_EQ(planned(), 0.0);
+    std::vector<PatchFixture> lamps(5);
+    const char* const distributors[] = {"HV1", "HV1", "HV2", "HV3", "HV1"};
+    for (std::size_t i = 0; i < lamps.size(); ++i) {
+        lamps[i].distributor = distributors[i];
+        if (i != 4) lamps[i].powerW = 100 * static_cast<double>(i + 1);
+    }
+    patch.apply(lamps, true, "");
+    EXPECT_EQ(planned(), 600.0) << "one of unknown power adds nothing";
 }
 
 TEST_F(MeteringRoutesTest, AlarmsAreTextAndSeverity) {

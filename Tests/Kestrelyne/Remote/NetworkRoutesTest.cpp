@@ -9,6 +9,7 @@
 #include "NetCore/ArtNetTimeCode.hpp"
 #include "NetCore/PacketBytes.hpp"
 #include "RouteCall.hpp"
+#include "Support/TemporaryFolder.hpp"
 
 namespace kestrelyne {
 
@@ -31,14 +32,14 @@ netcore::vectors::Bytes announce(std::uint8_t sender, std::uint8_t grandmaster) 
 class NetworkRoutesTest : public testing::Test, protected MonitorBench {
 protected:
     ordered_json network() {
-        const auto response = answerOf(time, networkRoutes(monitor.get())[0]);
+        const auto response = answerOf(time, networkRoutes(monitor.get(), patch ? &*patch : nullptr)[0]);
         EXPECT_EQ(response.status, 200);
         EXPECT_EQ(response.headers.at("Content-Type"), "application/json; charset=utf-8");
         EXPECT_EQ(response.headers.at("Cache-Control"), "no-store");
         return ordered_json::parse(response.body);
     }
     HTTPResponse dmxResponse(std::map<std::string, std::string> query) {
-        return answerOf(time, networkRoutes(monitor.get())[1], std::move(query));
+        return answerOf(time, networkRoutes(monitor.get(), patch ? &*patch : nullptr)[1], std::move(query));
     }
     ordered_json dmx(std::map<std::string, std::string> query) {
         const auto response = dmxResponse(std::move(query));
@@ -57,6 +58,9 @@ protected:
     /// The monitor's own tasks run meanwhile: a refresh falls on each whole second.
     void pass(double seconds) { time.advance(base::Seconds(seconds)); }
 
+    TemporaryFolder folder;
+    base::StoreWriter writer;
+    std::optional<PatchStore> patch;
     const std::vector<std::string> allKeys = {
         "running", "online",   "total",       "nodes",    "universes", "nodeList", "universeList", "devices", "ups",   "maNet",
         "ptp",     "timecode", "controllers", "problems", "conflicts", "errors",   "interfaces",   "igmp",    "health"};
@@ -355,6 +359,36 @@ TEST_F(NetworkRoutesTest, DMXOfAnUnknownUniverseIsEmpty) {
     EXPECT_EQ(json["sources"], ordered_json::array());
     EXPECT_TRUE(json["source"].is_null());
     EXPECT_EQ(json["data"], ordered_json::array());
+}
+
+TEST_F(NetworkRoutesTest, AUniverseKnowsItsLampsWithTheirValues) {
+    make().start();
+    time.runTurns();
+    patch.emplace(folder.path(), writer);
+    const auto lamp = [](const char* number, int universe, int address, int footprint) {
+        PatchFixture fixture;
+        fixture.fixtureID = number;
+        fixture.name = "Spot";
+        fixture.manufacturer = "Werk";
+        fixture.model = "Lampe";
+        fixture.universe = universe;
+        fixture.address = address;
+        fixture.footprint = footprint;
+        return fixture;
+    };
+    patch->apply({lamp("1", 2, 511, 4), lamp("2", 2, 10, 2), lamp("3", 3, 10, 2), lamp("4", 2, 0, 2)}, true, "");
+    artDmx(1, "10.0.0.5", 7);
+    artDmx(2, "10.0.0.5", 7);
+    pass(1);
+    const auto universes = network()["universeList"];
+    EXPECT_EQ(universes[0]["fixtures"], 2) << "universe 2 of the console; a lamp without an address is on none";
+    EXPECT_EQ(universes[1]["fixtures"], 1);
+    EXPECT_EQ(dmx({{"u", "Art-Net:1"}})["fixtures"], ordered_json::parse(R"([
+        {"fid":"2","name":"Spot","type":"Werk Lampe","start":10,"footprint":2,"data":[7,7]},
+        {"fid":"1","name":"Spot","type":"Werk Lampe","start":511,"footprint":4,"data":[7,7]}])"));
+    EXPECT_EQ(dmx({{"u", "sACN:3"}})["fixtures"],
+              ordered_json::parse(R"([{"fid":"3","name":"Spot","type":"Werk Lampe","start":10,"footprint":2,"data":[]}])"))
+        << "sACN has the console's number; nobody sends";
 }
 
 TEST_F(NetworkRoutesTest, DMXNeedsAUniverse) {

@@ -11,11 +11,13 @@ import { Events } from "./pages/Events";
 import { Overview } from "./pages/Overview";
 import { Power } from "./pages/Power";
 import { useSituation } from "./situation";
-import { info, useFeed } from "./station";
+import { info, rig, useFeed } from "./station";
 
 const More = lazy(() => import("./pages/More").then((part) => part.More));
 const Network = lazy(() => import("./pages/Network").then((part) => part.Network));
 const NetDetail = lazy(() => import("./pages/NetDetail").then((part) => part.NetDetail));
+const Light = lazy(() => import("./pages/Light").then((part) => part.Light));
+const LightBanner = lazy(() => import("./parts/LightBanner").then((part) => part.LightBanner), null);
 
 interface Destination {
   page: Route["page"];
@@ -28,16 +30,23 @@ const destinations: Destination[] = [
   { page: "overview", name: "Übersicht", icon: "overview", link: links.overview },
   { page: "power", name: "Strom", icon: "power", link: links.power },
   { page: "network", name: "Netz", icon: "network", link: links.network },
+  { page: "patch", name: "Licht", icon: "light", link: links.patch },
   { page: "events", name: "Ereignisse", icon: "events", link: links.events },
   { page: "more", name: "Mehr", icon: "more", link: links.more },
 ];
 
-/** Switches, the map and the details belong to the network. */
-const areaOf = (page: Route["page"]): Route["page"] => (page === "switches" || page === "map" || page === "netdetail" ? "network" : page);
+/** Switches, the map and the details belong to the network, the test light to the patch. */
+const areaOf = (page: Route["page"]): Route["page"] =>
+  page === "switches" || page === "map" || page === "netdetail" ? "network" : page === "testlight" ? "patch" : page;
 
 /** A detail of one thing: it begins at its top. */
 function isDetail(route: Route): boolean {
-  return (route.page === "power" && route.device !== null) || (route.page === "network" && route.universe !== null) || (route.page === "switches" && route.switch !== null);
+  return (
+    (route.page === "power" && route.device !== null) ||
+    (route.page === "network" && route.universe !== null) ||
+    (route.page === "switches" && route.switch !== null) ||
+    (route.page === "patch" && route.fixture !== null)
+  );
 }
 
 /** The open page. One that was open before comes back where it had been scrolled to; a detail begins at its top. */
@@ -88,6 +97,10 @@ export function App() {
   const route = useRoute();
   const situation = useSituation();
   const name = useFeed(info).data?.name ?? "Brantholme";
+  const sending = useFeed(rig).data?.sending ?? false;
+  // Once it was on, its bar stays to tell how it ended.
+  const lightSeen = useRef(false);
+  lightSeen.current ||= sending;
 
   useEffect(() => {
     document.title = situation.problems.length > 0 ? `(${situation.problems.length}) ${name}` : name;
@@ -106,10 +119,12 @@ export function App() {
           {route.page === "power" && <Power situation={situation} device={route.device} />}
           {route.page === "network" && <Network situation={situation} universe={route.universe} section={route.section} />}
           {(route.page === "switches" || route.page === "map" || route.page === "netdetail") && <NetDetail situation={situation} route={route} />}
+          {(route.page === "patch" || route.page === "testlight") && <Light route={route} situation={situation} />}
           {route.page === "events" && <Events />}
           {route.page === "more" && <More />}
         </main>
       </div>
+      {lightSeen.current && <LightBanner />}
       <NewAlarms fresh={situation.fresh} current={situation.problems} silent={route.page === "overview"} />
       <Announcer fresh={situation.fresh} />
     </div>

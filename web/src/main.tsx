@@ -6,7 +6,6 @@ import "uplot/dist/uPlot.min.css";
 import "./styles/tokens.css";
 import "./styles/layout.css";
 import "./styles/parts.css";
-import "./styles/wall.css";
 
 const Wall = lazy(() => import("./pages/Wall").then((part) => part.Wall));
 

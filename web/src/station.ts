@@ -22,7 +22,7 @@ export async function answer(path: string, init: RequestInit): Promise<string> {
   throw new Refusal(harmless(told));
 }
 
-const get = async (path: string, signal: AbortSignal): Promise<unknown> => JSON.parse(await answer(path, { signal }));
+export const get = async (path: string, signal: AbortSignal): Promise<unknown> => JSON.parse(await answer(path, { signal }));
 
 let offset = 0;
 
@@ -86,8 +86,39 @@ export function useNetwork(): FeedState<Network> {
   return useFeed(network);
 }
 
+/** Of the patch and the test light, unread as it came, so that reading comes with the pages that show it. */
+export interface ToldRig {
+  sending: boolean;
+  told: unknown;
+}
+
+// Universe 0, address 0: no lamp stands there, so the answer has all but lamps and is short.
+const noLamp = "0.0";
+const rigPause = { shown: 1000, sending: 2000, off: 5000 };
+let rigWatchers = 0;
+
+/** Asked for on all pages: wherever somebody is, the test light must not be on unseen. */
+export const rig: Feed<ToldRig> = new Feed(
+  async (signal) => {
+    const told = fields(await get(`/api/patch?q=${noLamp}`, signal));
+    const sending = fields(told.dmx).sending === true;
+    rig.pace(rigWatchers > 0 ? rigPause.shown : sending ? rigPause.sending : rigPause.off);
+    return { sending, told };
+  },
+  { pause: rigPause.off, timeout, longestPause: rigPause.off },
+);
+
+/** Asks more often from now on, until the given function is called. */
+export function watchRig(): () => void {
+  rigWatchers += 1;
+  rig.refresh();
+  return () => {
+    rigWatchers -= 1;
+  };
+}
+
 /** Feeds that run while the page is in sight; those of an open detail come and go. */
-const running = new Set<Feed<unknown>>([info, power, network, events]);
+const running = new Set<Feed<unknown>>([info, power, network, events, rig]);
 let watchedSince = Date.now();
 
 function run(): void {
@@ -175,23 +206,27 @@ export function useTick(pace = 1000): number {
 }
 
 export function connectionAt(now: number): Connection {
-  const contacts = [info, power, network, events].map((feed) => feed.contactAt).filter((at): at is number => at !== null);
+  const contacts = [info, power, network, events, rig].map((feed) => feed.contactAt).filter((at): at is number => at !== null);
   return connection(contacts.length > 0 ? Math.max(...contacts) : null, watchedSince, now);
 }
 
-async function post(path: string, body: object): Promise<string | null> {
+/** What the station answers to a command; throws a text for people when it refuses or is silent for so many milliseconds. */
+export async function command(path: string, body: object, patience = timeout): Promise<string> {
   const abort = new AbortController();
-  const timer = setTimeout(() => abort.abort(), timeout);
+  const timer = setTimeout(() => abort.abort(), patience);
   try {
-    await answer(path, { method: "POST", headers: { "Content-Type": "application/json" }, body: JSON.stringify(body), signal: abort.signal });
-    return null;
+    return await answer(path, { method: "POST", headers: { "Content-Type": "application/json" }, body: JSON.stringify(body), signal: abort.signal });
   } catch (error) {
-    return error instanceof Refusal ? error.message : "Keine Antwort. Bitte noch einmal versuchen.";
+    throw error instanceof Refusal ? error.message : "Keine Antwort. Bitte noch einmal versuchen.";
   } finally {
     clearTimeout(timer);
-    info.refresh();
   }
 }
+
+const post = (path: string, body: object): Promise<string | null> =>
+  command(path, body)
+    .then(() => null, (wrong: string) => wrong)
+    .finally(() => info.refresh());
 
 /** What went wrong, or null. */
 export const login = (pin: string) => post("/api/login", { pin });

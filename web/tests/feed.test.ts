@@ -213,3 +213,50 @@ test("who listens is told once an answer", async () => {
   await time.pass(5000);
   assert.equal(told, 3);
 });
+
+test("what is asked for changes: the answer under way is dropped, and only the last of several changes asks", async () => {
+  const time = new Time();
+  const { ask, open, count } = server();
+  const feed = new Feed(ask, times, time);
+  feed.resume();
+  assert.equal(count(), 1);
+  const stale = open[0]!;
+  for (let key = 0; key < 4; key += 1) {
+    feed.restart(120);
+    await time.pass(50);
+  }
+  stale.answer(1);
+  await time.pass(60);
+  assert.equal(feed.state.data, null);
+  assert.equal(count(), 1);
+  await time.pass(20);
+  assert.equal(count(), 2);
+  open[0]!.answer(2);
+  await time.pass(0);
+  assert.equal(feed.state.data, 2);
+  await time.pass(1000);
+  assert.equal(count(), 3);
+  feed.pause();
+  feed.restart(120);
+  await time.pass(5000);
+  assert.equal(count(), 3);
+});
+
+test("an answer that came by another way counts, and the one under way comes too late", async () => {
+  const time = new Time();
+  const { ask, open, count } = server();
+  const feed = new Feed(ask, times, time);
+  feed.resume();
+  const late = open[0]!;
+  feed.put(7);
+  late.answer(1);
+  await time.pass(999);
+  assert.equal(feed.state.data, 7);
+  assert.equal(count(), 1);
+  await time.pass(1);
+  assert.equal(count(), 2);
+  feed.pause();
+  feed.put(8);
+  await time.pass(5000);
+  assert.deepEqual([feed.state.data, count()], [8, 2]);
+});

@@ -271,6 +271,12 @@ export function makeStation(root) {
         const { status, body: told } = show.dmx(searchParams);
         return json(status, told);
       }
+      case "patch":
+        // Nothing is patched here: what the rig's pages do is tried against the program.
+        return json(200, {
+          fixtures: [], total: 0, rdmScan: null, scanning: false, scanProgress: "", writeEnabled: false, overlaps: 0, source: "",
+          dmx: { sending: false, mode: "off", text: "", blockedBy: null, proto: "artnet", level: 1, priority: 100, step: 1, universes: [], current: null },
+        });
       case "events":
         return json(200, { events: events() });
       default:

@@ -88,10 +88,7 @@ export class Feed<T> {
 
   pause(): void {
     this.wanted = false;
-    this.cancelTimer?.();
-    this.cancelTimer = null;
-    this.request?.abort();
-    this.request = null;
+    this.end();
   }
 
   /** Asks now instead of after the pause. Does nothing while a request is under way. */
@@ -100,6 +97,37 @@ export class Feed<T> {
     this.cancelTimer?.();
     this.cancelTimer = null;
     void this.round();
+  }
+
+  /**
+   * What is asked for has changed: an answer under way is of no use any more. Asks anew after that pause, in milliseconds; of several calls
+   * within it only the last one asks.
+   */
+  restart(pause: number): void {
+    if (!this.wanted) return;
+    this.end();
+    this.askIn(pause);
+  }
+
+  /** An answer that came by another way, such as that to a command. One still under way would be older. */
+  put(data: T): void {
+    this.end();
+    this.answered({ data, receivedAt: this.around.now(), refusal: null });
+    if (this.wanted) this.askIn(this.pauseNow);
+  }
+
+  private end(): void {
+    this.cancelTimer?.();
+    this.cancelTimer = null;
+    this.request?.abort();
+    this.request = null;
+  }
+
+  private askIn(pause: number): void {
+    this.cancelTimer = this.around.after(pause, () => {
+      this.cancelTimer = null;
+      void this.round();
+    });
   }
 
   private async round(): Promise<void> {
@@ -116,10 +144,7 @@ export class Feed<T> {
     }
     if (this.request !== request) return;
     this.request = null;
-    this.cancelTimer = this.around.after(this.nextPause(), () => {
-      this.cancelTimer = null;
-      void this.round();
-    });
+    this.askIn(this.nextPause());
   }
 
   private answered(state: FeedState<T>): void {

@@ -8,8 +8,8 @@ import { upsLine } from "./ups";
 
 /** A state as icon and word; the colour only repeats it. */
 export interface Mark {
-  tone: "alarm" | "warning" | "ok" | "quiet";
-  sign: "alarm" | "warning" | "ok" | "lost" | "unknown" | "online" | "error" | "pause" | "battery" | "mains";
+  tone: "alarm" | "warning" | "ok" | "quiet" | "lit";
+  sign: "alarm" | "warning" | "ok" | "lost" | "unknown" | "online" | "error" | "pause" | "battery" | "mains" | "light" | "identify";
   word: string;
 }
 

@@ -7,6 +7,8 @@ export type Route =
   | { page: "switches"; switch: string | null }
   | { page: "map" }
   | { page: "netdetail" }
+  | { page: "patch"; fixture: string | null }
+  | { page: "testlight" }
   | { page: "events" }
   | { page: "more" };
 
@@ -29,6 +31,9 @@ export const links = {
   switch: (name: string) => `#/switch/${encodeURIComponent(name)}`,
   map: "#/map",
   netdetail: "#/netdetail",
+  patch: "#/patch",
+  fixture: (id: string) => `#/fixture/${encodeURIComponent(id)}`,
+  testlight: "#/testlight",
   events: "#/events",
   more: "#/more",
 };
@@ -50,6 +55,12 @@ export function routeOf(hash: string): Route {
       return { page: "map" };
     case "netdetail":
       return { page: "netdetail" };
+    case "patch":
+      return { page: "patch", fixture: null };
+    case "fixture":
+      return { page: "patch", fixture: rest[0] ? decode(rest[0]) : null };
+    case "testlight":
+      return { page: "testlight" };
     case "events":
       return { page: "events" };
     case "more":

@@ -9,10 +9,14 @@ import { deviceState, isSilent, errorReason, type Problem } from "../data/verdic
 import { Figure, LevelMark, StateMark } from "../parts/basics";
 import { Banner } from "../parts/Banner";
 import { Announcer } from "../parts/NewAlarms";
+import { addSheet } from "../parts/sheet";
 import { useSituation } from "../situation";
 import { info, stationNow, useFeed } from "../station";
+import wallSheet from "../styles/wall.part.css";
 import { VerdictLine } from "./Overview";
 import "../parts/shared";
+
+addSheet(wallSheet);
 
 const smallestCard = { width: 480, height: 236 };
 const gap = 24;

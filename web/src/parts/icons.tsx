@@ -27,6 +27,8 @@ const drawings = {
   screen: <><rect x="2.75" y="4" width="18.5" height="12.5" rx="2" /><path d="M8.5 20.25h7M12 16.5v3.75" /></>,
   person: <><circle cx="12" cy="8" r="4.25" /><path d="M4 20.75c.8-4 4-5.75 8-5.75s7.2 1.75 8 5.75" /></>,
   lock: <><rect x="4.75" y="10.5" width="14.5" height="10.25" rx="2" /><path d="M8 10.5V7.25a4 4 0 0 1 8 0v3.25" /></>,
+  light: <><path d="M9 17.5c0-2.25-3.25-3.75-3.25-8a6.25 6.25 0 0 1 12.5 0c0 4.25-3.25 5.75-3.25 8z" /><path d="M9.75 21h4.5" /></>,
+  identify: <><circle cx="12" cy="12" r="3.5" /><path d="M12 2.75v2.5M12 18.75v2.5M2.75 12h2.5M18.75 12h2.5M5.5 5.5l1.75 1.75M16.75 16.75l1.75 1.75M18.5 5.5l-1.75 1.75M7.25 16.75 5.5 18.5" /></>,
   record: <><circle cx="12" cy="12" r="9.25" /><circle cx="12" cy="12" r="3.5" fill="currentColor" /></>,
 } satisfies Record<string, JSX.Element>;
 

@@ -1,10 +1,14 @@
 // A page whose code comes when it is opened first.
 
-import { h, type ComponentType } from "preact";
+import { h, type ComponentChildren, type ComponentType } from "preact";
 import { useEffect, useReducer, useState } from "preact/hooks";
 import { Empty } from "./basics";
 
-export function lazy<Props extends object>(load: () => Promise<ComponentType<Props>>): ComponentType<Props> {
+/** @param waiting stands there until the code is */
+export function lazy<Props extends object>(
+  load: () => Promise<ComponentType<Props>>,
+  waiting: ComponentChildren = <Empty title="Lade …" />,
+): ComponentType<Props> {
   let loaded: ComponentType<Props> | null = null;
   return function Lazy(props: Props) {
     const [, redraw] = useReducer((version: number) => version + 1, 0);
@@ -20,7 +24,7 @@ export function lazy<Props extends object>(load: () => Promise<ComponentType<Pro
       );
     }, []);
     if (loaded) return h(loaded, props);
-    if (!failed) return <Empty title="Lade …" />;
+    if (!failed) return <>{waiting}</>;
     return (
       <div class="page">
         <Empty title="Diese Seite ließ sich nicht laden" />

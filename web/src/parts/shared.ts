@@ -7,6 +7,7 @@ import "./EventList";
 import "./NewAlarms";
 import "./ProblemList";
 import "./escape";
+import "./sheet";
 import "./windowed";
 import "../data/lines";
 import "../data/trend";

@@ -18,9 +18,9 @@ def need():
 
 
 class Olad:
-    """Runs as nobody, as it refuses root. Universe n goes out as Art-Net 0:0:n and as sACN n."""
+    """Runs as nobody, as it refuses root. Universe n goes out as Art-Net 0:0:n and as sACN n. With `rdm` it has devices of Remote Device Management, its "dummy" device."""
 
-    def __init__(self, folder, host, address):
+    def __init__(self, folder, host, address, rdm=False):
         self.host = host
         self.folder = os.path.join(folder, "ola-" + address)
         os.makedirs(self.folder)
@@ -30,6 +30,10 @@ class Olad:
         settings["artnet"] = ["enabled = true", "ip = " + address, "short_name = Pult " + address, "long_name = Lichtpult auf " + address, "net = 0", "subnet = 0",
                               "output_ports = 4", "always_broadcast = true", "use_loopback = false"]
         settings["e131"] = ["enabled = true", "ip = " + address, "draft_discovery = true", "input_ports = 4", "output_ports = 4", "revision = 0.46"]
+        if rdm:
+            settings["dummy"] = ["enabled = true", "dummy_device_count = 1", "dimmer_count = 1", "dimmer_subdevice_count = 4", "moving_light_count = 1", "ack_timer_count = 1",
+                                 "advanced_dimmer_count = 1", "sensor_device_count = 1", "network_device_count = 1"]
+        self.wanted = {"artnet", "sacn"} | ({"dummy"} if rdm else set())
         for name, lines in settings.items():
             with open(os.path.join(self.folder, "ola-%s.conf" % name), "w") as file:
                 file.write("\n".join(lines) + "\n")
@@ -61,11 +65,14 @@ class Olad:
         for line in listed.splitlines():
             if line.startswith("Device "):
                 number, name = line[len("Device "):].split(":", 1)
-                found["artnet" if "Art-Net" in name or "ArtNet" in name else "sacn" if "E1.31" in name else name] = number
-        return found if {"artnet", "sacn"} <= set(found) else None
+                found["artnet" if "Art-Net" in name or "ArtNet" in name else "sacn" if "E1.31" in name else "dummy" if "Dummy" in name else name] = number
+        return found if self.wanted <= set(found) else None
 
     def patch(self, kind, port, universe, is_input=False):
         self.host.run("ola_patch", "-d", self.devices[kind], "-p", str(port), *(["-i"] if is_input else []), "-u", str(universe), capture_output=True)
+
+    def unpatch(self, kind, port):
+        self.host.run("ola_patch", "-d", self.devices[kind], "-p", str(port), "-r", capture_output=True)
 
     def feed(self, rate, *universes):
         """Sends a moving picture on its universes until told otherwise."""

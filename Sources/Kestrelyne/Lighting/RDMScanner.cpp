@@ -93,14 +93,19 @@ std::vector<RDMScanner::Place> RDMScanner::namedDevices(const std::vector<RDMLin
 
 base::Co<> RDMScanner::scan() {
     if (*isScanning_) co_return;
-    Scanning scanning(*this);
+    co_await scan(std::make_unique<Scanning>(*this));
+}
+
+base::Co<> RDMScanner::scan(std::unique_ptr<Scanning> begun) {
+    // Ends with the body; a parameter lives as long as the frame.
+    const auto scanning = std::move(begun);
     if (const auto known = link_.nodes().size(); known > 0) {
         progress_.set(fmt::format("Frage Gerätelisten von {} Nodes ab …", known));
         co_await base::sleepFor(nodeTime);
     }
     const auto nodes = link_.nodes();
     if (nodes.empty()) {
-        scanning.lastWord = noNodes;
+        scanning->lastWord = noNodes;
         co_return;
     }
     std::set<std::pair<std::string, int>> asked;
@@ -128,7 +133,8 @@ base::Co<> RDMScanner::scan() {
 }
 
 void RDMScanner::startScan() {
-    if (!*isScanning_) scanTask_ = base::Task("RDM scan", scan());
+    // It is under way from now on, although its first step comes in a later turn.
+    if (!*isScanning_) scanTask_ = base::Task("RDM scan", scan(std::make_unique<Scanning>(*this)));
 }
 
 }  // namespace kestrelyne

@@ -115,6 +115,7 @@ private:
     class Reading;
     class Scanning;
     class Loading;
+    base::Co<> scan(std::unique_ptr<Scanning> begun);
     base::Co<RDMDeviceState> readAll(Place place);
     base::Co<> readDynamic(netcore::RDM::UID uid);
     base::Co<> reread(netcore::RDM::UID uid);

@@ -214,7 +214,7 @@ TEST_F(ControlServerTest, AnAnswerBeyondTheLimitBecomesAnError) {
 }
 
 TEST_F(ControlServerTest, AClientThatNeverReadsIsClosedAndReachesNobodyElse) {
-    start({.silence = 0.2s});
+    start({.silence = 1s});
     RawClient client(path_.path);
     client.send("{\"verb\":\"large\",\"size\":4000000}\n");
     EXPECT_EQ(ask({{"verb", "echo"}, {"text", "x"}}), "x");

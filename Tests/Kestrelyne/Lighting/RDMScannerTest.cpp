@@ -155,6 +155,7 @@ TEST_F(RDMScannerTest, ASecondScanAtTheSameTimeReturnsAtOnce) {
 TEST_F(RDMScannerTest, AScanOfItsOwnRunsOnceAtATime) {
     spot(a);
     scanner_.startScan();
+    EXPECT_TRUE(*scanner_.isScanning()) << "for whoever asks at once";
     scanner_.startScan();
     loop_.advance(1s);
     EXPECT_TRUE(*scanner_.isScanning());

@@ -238,6 +238,7 @@ describe("the lighting rig", () => {
     const page = await open(`/#/fixture/${lampId(0)}`);
     await page.getByRole("button", { name: "Identify", exact: true }).click();
     await page.getByRole("dialog").getByRole("button", { name: "Abbrechen" }).click();
+    await until(async () => (await page.getByRole("dialog").count()) === 0, "the question goes");
     assert.equal(devices[0].identify, false);
     // By keyboard: Escape closes the question alone, and the focus is back where it came from.
     const focused = () => page.evaluate(() => document.activeElement.textContent);

@@ -1,6 +1,5 @@
 #include "Kestrelyne/App/DMXVerbs.hpp"
 
-#include <array>
 #include <utility>
 #include <vector>
 
@@ -17,9 +16,6 @@ namespace kestrelyne {
 namespace {
 
 using base::JSON;
-
-// In the order of DMXOutput::Mode.
-constexpr std::array<const char*, 5> modeWords{"off", "fixtures", "raw", "all", "chase"};
 
 struct Details {
     JSON& state;
@@ -98,7 +94,7 @@ JSON dmxState(const DMXOutput& output) {
     const auto& options = *output.options();
     const auto& blocked = *output.blockedBy();
     JSON state = {{"sending", output.sending()},
-                  {"mode", modeWords[output.mode()->index()]},
+                  {"mode", word(*output.mode())},
                   {"level", options.level},
                   {"proto", options.proto == DMXOutput::Proto::sacn ? "sacn" : "artnet"},
                   {"priority", options.sacnPriority},

@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <array>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -42,7 +43,7 @@ void overlayNumber(const JSON& request, const char* key, const char* name, doubl
     target = value->get<double>();
 }
 
-std::string word(const JSON& request, const char* key) {
+std::string textOf(const JSON& request, const char* key) {
     const auto* value = base::member(request, key);
     return value != nullptr && value->is_string() ? value->get<std::string>() : std::string();
 }
@@ -66,7 +67,7 @@ std::set<base::UUID> fixturesOf(const JSON& request, const Patch& patch) {
 }
 
 DMXOutput::Mode modeOf(const JSON& request, const Patch& patch) {
-    const auto mode = word(request, "mode");
+    const auto mode = textOf(request, "mode");
     if (mode == "all") return DMXOutput::All{};
     if (mode == "chase") return DMXOutput::Chase{};
     if (mode == "fixtures") return DMXOutput::Fixtures{fixturesOf(request, patch)};
@@ -90,10 +91,16 @@ std::set<int> universesOf(const JSON& list) {
 
 }  // namespace
 
+std::string_view word(const DMXOutput::Mode& mode) {
+    // In the order of DMXOutput::Mode.
+    constexpr std::array<std::string_view, std::variant_size_v<DMXOutput::Mode>> words{"off", "fixtures", "raw", "all", "chase"};
+    return words.at(mode.index());
+}
+
 DMXRequest dmxRequest(const JSON& request, const Patch& patch, DMXOutput::Options options) {
     DMXRequest result{.mode = modeOf(request, patch), .options = std::move(options)};
     if (base::member(request, "proto") != nullptr) {
-        const auto proto = word(request, "proto");
+        const auto proto = textOf(request, "proto");
         if (proto != "artnet" && proto != "sacn") throw DMXRequestError("Das Protokoll muss artnet oder sacn sein.");
         result.options.proto = proto == "sacn" ? DMXOutput::Proto::sacn : DMXOutput::Proto::artnet;
     }

@@ -3,6 +3,7 @@
 
 #include <nlohmann/json_fwd.hpp>
 #include <stdexcept>
+#include <string_view>
 
 #include "Kestrelyne/Lighting/DMXOutput.hpp"
 #include "Kestrelyne/Lighting/Patch.hpp"
@@ -13,6 +14,9 @@ struct DMXRequest {
     DMXOutput::Mode mode;
     DMXOutput::Options options;
 };
+
+/// "off", "fixtures", "raw", "all", "chase".
+std::string_view word(const DMXOutput::Mode& mode);
 
 /// What cannot be meant, in German.
 class DMXRequestError : public std::runtime_error {

@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "Kestrelyne/Lighting/DMXFrames.hpp"
+#include "Kestrelyne/Lighting/DMXRequest.hpp"
 #include "Kestrelyne/Remote/NetworkJSON.hpp"
 
 namespace kestrelyne {
@@ -100,17 +101,6 @@ void writeRDM(JSONWriter& json, const RDMDeviceState* device, Write write) {
     json.endObject();
 }
 
-std::string_view modeWord(const DMXOutput::Mode& mode) {
-    struct Word {
-        std::string_view operator()(const DMXOutput::Off&) const { return "off"; }
-        std::string_view operator()(const DMXOutput::Fixtures&) const { return "fixtures"; }
-        std::string_view operator()(const DMXOutput::Raw&) const { return "raw"; }
-        std::string_view operator()(const DMXOutput::All&) const { return "all"; }
-        std::string_view operator()(const DMXOutput::Chase&) const { return "chase"; }
-    };
-    return std::visit(Word(), mode);
-}
-
 /// What is lit; where follows behind it.
 struct Telling {
     const DMXOutput& output;
@@ -156,7 +146,7 @@ void writeTestLight(JSONWriter& json, const DMXOutput& output) {
     const auto& options = *output.options();
     const auto& lamp = *output.currentFixture();
     json.key("sending").boolean(output.sending());
-    json.key("mode").text(modeWord(*output.mode()));
+    json.key("mode").text(word(*output.mode()));
     json.key("text").text(textOf(output));
     writeOptional(json, "blockedBy", *output.blockedBy());
     json.key("proto").text(options.proto == DMXOutput::Proto::sacn ? "sacn" : "artnet");

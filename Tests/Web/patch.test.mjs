@@ -238,7 +238,7 @@ describe("the lighting rig", () => {
     const page = await open(`/#/fixture/${lampId(0)}`);
     await page.getByRole("button", { name: "Identify", exact: true }).click();
     await page.getByRole("dialog").getByRole("button", { name: "Abbrechen" }).click();
-    await until(async () => (await page.getByRole("dialog").count()) === 0, "the question goes");
+    await page.locator("dialog").waitFor({ state: "detached" });
     assert.equal(devices[0].identify, false);
     // By keyboard: Escape closes the question alone, and the focus is back where it came from.
     const focused = () => page.evaluate(() => document.activeElement.textContent);
@@ -246,7 +246,7 @@ describe("the lighting rig", () => {
     await page.keyboard.press("Enter");
     await page.getByRole("dialog").waitFor();
     await page.keyboard.press("Escape");
-    await until(async () => (await page.getByRole("dialog").count()) === 0, "the question goes");
+    await page.locator("dialog").waitFor({ state: "detached" });
     assert.ok(page.url().includes("#/fixture/"));
     assert.equal(await focused(), "Identify");
     await page.keyboard.press("Enter");
